@@ -1,0 +1,3 @@
+// Included by every generated header; the interfaces here carry no fast
+// message queues, so there is nothing to declare.
+#pragma once
