@@ -1,14 +1,13 @@
 // The host HIDL runtime's semantics that the service relies on.
+#include <fcntl.h>
+#include <gtest/gtest.h>
 #include <hidl/HidlSupport.h>
 #include <hidl/RemotePeer.h>
 #include <hidl/Status.h>
-#include <vendor/larkspan/hardware/c2/info/1.0/ICodec2InfoServiceStreamListener.h>
-#include <vendor/larkspan/hardware/c2/info/1.0/types.h>
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <vendor/larkspan/hardware/c2/info/1.0/ICodec2InfoServiceStreamListener.h>
+#include <vendor/larkspan/hardware/c2/info/1.0/types.h>
 
 #include <thread>
 
@@ -219,9 +218,10 @@ TEST(HidlRuntimeTest, LocalObjectsAnswerTheBaseMethods) {
     EXPECT_TRUE(peer->interfaceChain([&](const hidl_vec<hidl_string>& c) {
                         chain.assign(c.begin(), c.end());
                     }).isOk());
-    EXPECT_EQ(chain, (std::vector<std::string>{
-                             "vendor.larkspan.hardware.c2.info@1.0::ICodec2InfoServiceStreamListener",
-                             "android.hidl.base@1.0::IBase"}));
+    EXPECT_EQ(chain,
+              (std::vector<std::string>{
+                      "vendor.larkspan.hardware.c2.info@1.0::ICodec2InfoServiceStreamListener",
+                      "android.hidl.base@1.0::IBase"}));
     std::string descriptor;
     EXPECT_TRUE(peer->interfaceDescriptor([&](const hidl_string& d) { descriptor = d; }).isOk());
     EXPECT_EQ(descriptor, ICodec2InfoServiceStreamListener::descriptor);

@@ -17,7 +17,8 @@ void captureLine(const __android_logger_data* data, const char* message) {
 
 }  // namespace
 
-LogCapture::LogCapture() : mOldMinimumPriority(__android_log_set_minimum_priority(ANDROID_LOG_VERBOSE)) {
+LogCapture::LogCapture()
+    : mOldMinimumPriority(__android_log_set_minimum_priority(ANDROID_LOG_VERBOSE)) {
     clear();
     __android_log_set_logger(captureLine);
 }

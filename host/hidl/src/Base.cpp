@@ -1,6 +1,5 @@
 // IBase, the root of every interface, as a local object answers it.
 #include <android/hidl/base/1.0/IBase.h>
-
 #include <unistd.h>
 
 namespace android {
@@ -38,9 +37,8 @@ Return<void> IBase::getHashChain(getHashChain_cb cb) {
     // Local objects carry no released-interface hashes: one zero hash per
     // interface of the chain.
     size_t depth = 0;
-    Return<void> ret = interfaceChain([&](const hidl_vec<hidl_string>& chain) {
-        depth = chain.size();
-    });
+    Return<void> ret =
+            interfaceChain([&](const hidl_vec<hidl_string>& chain) { depth = chain.size(); });
     (void)ret.isOk();
     cb(hidl_vec<hidl_array<uint8_t, 32>>(depth));
     return Void();

@@ -1,5 +1,4 @@
 #include <hidl/HidlSupport.h>
-
 #include <log/log.h>
 
 #include <cstring>

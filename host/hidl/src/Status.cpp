@@ -1,5 +1,4 @@
 #include <hidl/Status.h>
-
 #include <log/log.h>
 
 #include <cstring>
@@ -11,16 +10,26 @@ namespace {
 
 const char* exceptionName(int32_t exception) {
     switch (exception) {
-        case Status::EX_NONE: return "EX_NONE";
-        case Status::EX_SECURITY: return "EX_SECURITY";
-        case Status::EX_BAD_PARCELABLE: return "EX_BAD_PARCELABLE";
-        case Status::EX_ILLEGAL_ARGUMENT: return "EX_ILLEGAL_ARGUMENT";
-        case Status::EX_NULL_POINTER: return "EX_NULL_POINTER";
-        case Status::EX_ILLEGAL_STATE: return "EX_ILLEGAL_STATE";
-        case Status::EX_NETWORK_MAIN_THREAD: return "EX_NETWORK_MAIN_THREAD";
-        case Status::EX_UNSUPPORTED_OPERATION: return "EX_UNSUPPORTED_OPERATION";
-        case Status::EX_HAS_REPLY_HEADER: return "EX_HAS_REPLY_HEADER";
-        case Status::EX_TRANSACTION_FAILED: return "EX_TRANSACTION_FAILED";
+        case Status::EX_NONE:
+            return "EX_NONE";
+        case Status::EX_SECURITY:
+            return "EX_SECURITY";
+        case Status::EX_BAD_PARCELABLE:
+            return "EX_BAD_PARCELABLE";
+        case Status::EX_ILLEGAL_ARGUMENT:
+            return "EX_ILLEGAL_ARGUMENT";
+        case Status::EX_NULL_POINTER:
+            return "EX_NULL_POINTER";
+        case Status::EX_ILLEGAL_STATE:
+            return "EX_ILLEGAL_STATE";
+        case Status::EX_NETWORK_MAIN_THREAD:
+            return "EX_NETWORK_MAIN_THREAD";
+        case Status::EX_UNSUPPORTED_OPERATION:
+            return "EX_UNSUPPORTED_OPERATION";
+        case Status::EX_HAS_REPLY_HEADER:
+            return "EX_HAS_REPLY_HEADER";
+        case Status::EX_TRANSACTION_FAILED:
+            return "EX_TRANSACTION_FAILED";
     }
     return "UNKNOWN_EXCEPTION";
 }

@@ -38,46 +38,48 @@ Return<sp<To>> hostCastInterface(const sp<From>& parent) {
 }  // namespace android
 
 // The IBase methods of IFACE; PARENT is the interface it extends.
-#define HIDL_HOST_INTERFACE(IFACE, PARENT, DESCRIPTOR)                                           \
-    const char* IFACE::descriptor = DESCRIPTOR;                                                  \
-    ::android::hardware::Return<void> IFACE::interfaceChain(interfaceChain_cb cb) {              \
-        return ::android::hardware::details::hostInterfaceChain<PARENT>(descriptor, this, cb);   \
-    }                                                                                            \
-    ::android::hardware::Return<void> IFACE::debug(                                              \
-            const ::android::hardware::hidl_handle& fd,                                          \
-            const ::android::hardware::hidl_vec<::android::hardware::hidl_string>& options) {    \
-        return PARENT::debug(fd, options);                                                       \
-    }                                                                                            \
-    ::android::hardware::Return<void> IFACE::interfaceDescriptor(interfaceDescriptor_cb cb) {    \
-        return PARENT::interfaceDescriptor(cb);                                                  \
-    }                                                                                            \
-    ::android::hardware::Return<void> IFACE::getHashChain(getHashChain_cb cb) {                  \
-        return PARENT::getHashChain(cb);                                                         \
-    }                                                                                            \
-    ::android::hardware::Return<void> IFACE::setHALInstrumentation() {                           \
-        return PARENT::setHALInstrumentation();                                                  \
-    }                                                                                            \
-    ::android::hardware::Return<bool> IFACE::linkToDeath(                                        \
-            const ::android::sp<::android::hardware::hidl_death_recipient>& recipient,           \
-            uint64_t cookie) {                                                                   \
-        return PARENT::linkToDeath(recipient, cookie);                                           \
-    }                                                                                            \
-    ::android::hardware::Return<void> IFACE::ping() { return PARENT::ping(); }                   \
-    ::android::hardware::Return<void> IFACE::getDebugInfo(getDebugInfo_cb cb) {                  \
-        return PARENT::getDebugInfo(cb);                                                         \
-    }                                                                                            \
-    ::android::hardware::Return<void> IFACE::notifySyspropsChanged() {                           \
-        return PARENT::notifySyspropsChanged();                                                  \
-    }                                                                                            \
-    ::android::hardware::Return<bool> IFACE::unlinkToDeath(                                      \
-            const ::android::sp<::android::hardware::hidl_death_recipient>& recipient) {         \
-        return PARENT::unlinkToDeath(recipient);                                                 \
+#define HIDL_HOST_INTERFACE(IFACE, PARENT, DESCRIPTOR)                                         \
+    const char* IFACE::descriptor = DESCRIPTOR;                                                \
+    ::android::hardware::Return<void> IFACE::interfaceChain(interfaceChain_cb cb) {            \
+        return ::android::hardware::details::hostInterfaceChain<PARENT>(descriptor, this, cb); \
+    }                                                                                          \
+    ::android::hardware::Return<void> IFACE::debug(                                            \
+            const ::android::hardware::hidl_handle& fd,                                        \
+            const ::android::hardware::hidl_vec<::android::hardware::hidl_string>& options) {  \
+        return PARENT::debug(fd, options);                                                     \
+    }                                                                                          \
+    ::android::hardware::Return<void> IFACE::interfaceDescriptor(interfaceDescriptor_cb cb) {  \
+        return PARENT::interfaceDescriptor(cb);                                                \
+    }                                                                                          \
+    ::android::hardware::Return<void> IFACE::getHashChain(getHashChain_cb cb) {                \
+        return PARENT::getHashChain(cb);                                                       \
+    }                                                                                          \
+    ::android::hardware::Return<void> IFACE::setHALInstrumentation() {                         \
+        return PARENT::setHALInstrumentation();                                                \
+    }                                                                                          \
+    ::android::hardware::Return<bool> IFACE::linkToDeath(                                      \
+            const ::android::sp<::android::hardware::hidl_death_recipient>& recipient,         \
+            uint64_t cookie) {                                                                 \
+        return PARENT::linkToDeath(recipient, cookie);                                         \
+    }                                                                                          \
+    ::android::hardware::Return<void> IFACE::ping() {                                          \
+        return PARENT::ping();                                                                 \
+    }                                                                                          \
+    ::android::hardware::Return<void> IFACE::getDebugInfo(getDebugInfo_cb cb) {                \
+        return PARENT::getDebugInfo(cb);                                                       \
+    }                                                                                          \
+    ::android::hardware::Return<void> IFACE::notifySyspropsChanged() {                         \
+        return PARENT::notifySyspropsChanged();                                                \
+    }                                                                                          \
+    ::android::hardware::Return<bool> IFACE::unlinkToDeath(                                    \
+            const ::android::sp<::android::hardware::hidl_death_recipient>& recipient) {       \
+        return PARENT::unlinkToDeath(recipient);                                               \
     }
 
 // IFACE::castFrom(const sp<FROM>&, bool), one per interface that IFACE
 // can be cast from.
-#define HIDL_HOST_CAST(IFACE, FROM)                                                   \
-    ::android::hardware::Return<::android::sp<IFACE>> IFACE::castFrom(                \
-            const ::android::sp<FROM>& parent, bool /*emitError*/) {                  \
-        return ::android::hardware::details::hostCastInterface<IFACE>(parent);        \
+#define HIDL_HOST_CAST(IFACE, FROM)                                            \
+    ::android::hardware::Return<::android::sp<IFACE>> IFACE::castFrom(         \
+            const ::android::sp<FROM>& parent, bool /*emitError*/) {           \
+        return ::android::hardware::details::hostCastInterface<IFACE>(parent); \
     }
