@@ -1,0 +1,116 @@
+// Capture of a decoder's current output buffer: the client asks, the
+// stream's component binds the buffer, the client hands it back.
+#include <Codec2InfoService.h>
+
+#include "ServiceLog.h"
+
+namespace vendor {
+namespace larkspan {
+namespace hardware {
+namespace c2 {
+namespace info {
+namespace implementation {
+
+Return<void> Codec2InfoService::getCurrentVDECBuffer(uint32_t uniqueStreamId,
+                                                     getCurrentVDECBuffer_cb cb) {
+    logDebugText("getCurrentVDECBuffer : uniqueStreamId = %u", uniqueStreamId);
+    CAPTURE_BUFFER_DESCRIPTION desc{};
+    InfoReturn result;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        result = describeCurrentBuffer_l(uniqueStreamId, &desc);
+    }
+    logDebugLine(654, "getCurrentVDECBuffer", "unlock");
+    cb(result, desc);
+    return Void();
+}
+
+InfoReturn Codec2InfoService::describeCurrentBuffer_l(uint32_t uniqueStreamId,
+                                                      CAPTURE_BUFFER_DESCRIPTION* desc) {
+    std::shared_ptr<Callbacks> callbacks = findCallbacks_l(uniqueStreamId);
+    if (callbacks == nullptr || !callbacks->captureBufferCb) return InfoReturn::FAILURE;
+
+    // The component binds the buffer from inside the call, with our lock
+    // held; bindCaptured() takes no lock for that reason.
+    callbacks->captureBufferCb();
+    const native_handle_t* captured = mCapturedHandle.load();
+    if (captured == nullptr) {
+        logText(ANDROID_LOG_ERROR, "getCurrentVDECBuffer fail, uniqueStreamId = %u",
+                uniqueStreamId);
+        return InfoReturn::FAILURE;
+    }
+    desc->buffer = captured;
+
+    // A buffer without a registered stream is still reported, with no
+    // geometry: the client gets what the component bound.
+    auto stream = findStream_l(uniqueStreamId);
+    if (stream == mStreamList.end()) {
+        logText(ANDROID_LOG_ERROR, "getCurrentVDECBuffer fail, uniqueStreamId = %u not found",
+                uniqueStreamId);
+    } else {
+        // Formats from 3 on carry their planes at half resolution.
+        int shift = static_cast<uint32_t>(stream->colorformat) > 2 ? 1 : 0;
+        desc->width = stream->width >> shift;
+        desc->height = stream->height >> shift;
+        desc->field3 = stream->field3;
+        desc->field4 = stream->field4;
+        desc->field5 = stream->field5;
+        desc->field6 = stream->field6;
+        desc->field7 = stream->field7;
+        desc->interlace = stream->interlace;
+        desc->colorformat = stream->colorformat;
+        desc->lumaoffset = stream->lumaoffset;
+        desc->chromaoffset = stream->chromaoffset;
+    }
+    logDebugText("bInterlace : %d , colorformat = %d lumaoffset %llu chromaoffset %llu",
+                 desc->interlace, desc->colorformat,
+                 static_cast<unsigned long long>(desc->lumaoffset),
+                 static_cast<unsigned long long>(desc->chromaoffset));
+    return InfoReturn::SUCCESS;
+}
+
+// Freeing the buffer is the component's business in releaseBufferCb.
+Return<InfoReturn> Codec2InfoService::releaseVDECBuffer(uint32_t uniqueStreamId) {
+    logDebugText("release vdec buffer : uniqueStreamId = %u", uniqueStreamId);
+    std::lock_guard<std::mutex> lock(mLock);
+    std::shared_ptr<Callbacks> callbacks = findCallbacks_l(uniqueStreamId);
+    if (callbacks == nullptr || !callbacks->releaseBufferCb) {
+        logDebugLine(671, "releaseVDECBuffer", "unlock");
+        return InfoReturn::FAILURE;
+    }
+    callbacks->releaseBufferCb();
+    mCapturedHandle = nullptr;
+    return InfoReturn::SUCCESS;
+}
+
+Return<InfoReturn> Codec2InfoService::enableCapture(uint32_t uniqueStreamId, bool enable,
+                                                    uint64_t value) {
+    std::lock_guard<std::mutex> lock(mLock);
+    std::shared_ptr<Callbacks> callbacks = findCallbacks_l(uniqueStreamId);
+    if (callbacks == nullptr || !callbacks->enableCaptureCb) {
+        logDebugLine(684, "enableCapture", "unlock");
+        return InfoReturn::FAILURE;
+    }
+    callbacks->enableCaptureCb(enable, value);
+    return InfoReturn::SUCCESS;
+}
+
+// Takes no lock: components call it from inside captureBufferCb, which runs
+// under the main lock. One slot serves the whole service; id is only logged.
+Return<InfoReturn> Codec2InfoService::bindCaptured(uint32_t id, const hidl_handle& handle) {
+    const native_handle_t* buffer = handle.getNativeHandle();
+    if (buffer == nullptr) {
+        logText(ANDROID_LOG_ERROR, "[%d] invalid handle... ", static_cast<int>(id));
+        return InfoReturn::FAILURE;
+    }
+    logDebugText("[%d] bind()... ", static_cast<int>(id));
+    mCapturedHandle = buffer;
+    return InfoReturn::SUCCESS;
+}
+
+}  // namespace implementation
+}  // namespace info
+}  // namespace c2
+}  // namespace hardware
+}  // namespace larkspan
+}  // namespace vendor

@@ -1,0 +1,85 @@
+// The service object: its creation, the singleton and the event-name table.
+#include <Codec2InfoService.h>
+#include <android-base/no_destructor.h>
+
+#include "ServiceLog.h"
+
+namespace vendor {
+namespace larkspan {
+namespace hardware {
+namespace c2 {
+namespace info {
+namespace implementation {
+
+namespace {
+std::mutex gSingletonLock;
+}  // namespace
+
+std::atomic<Codec2InfoService*> Codec2InfoService::mInstance{nullptr};
+
+// The singleton lives until the process ends and is never destroyed: binder
+// threads, component threads and the debug monitor may still be running
+// while the process exits, and destroying a running monitor thread's object
+// would end the process.
+sp<Codec2InfoService> Codec2InfoService::getInstance() {
+    if (Codec2InfoService* instance = mInstance.load(std::memory_order_acquire)) return instance;
+
+    std::lock_guard<std::mutex> lock(gSingletonLock);
+    if (mInstance.load(std::memory_order_relaxed) == nullptr) {
+        static ::android::base::NoDestructor<sp<Codec2InfoService>> owner(new Codec2InfoService());
+        mInstance.store(owner->get(), std::memory_order_release);
+        logDebugLine(454, "getInstance", "get Codec2InfoService instance success");
+    }
+    return mInstance.load(std::memory_order_relaxed);
+}
+
+Codec2InfoService::Codec2InfoService()
+    : mEventNames{
+              {"signal_change", NotifyEvent::SIGNAL_CHANGE},
+              {"resolution_change", NotifyEvent::RESOLUTION_CHANGE},
+              {"hdr_change", NotifyEvent::HDR_CHANGE},
+              {"vrr_change", NotifyEvent::VRR_CHANGE},
+              {"wininfo_change", NotifyEvent::WININFO_CHANGE},
+              {"spd_change", NotifyEvent::SPD_CHANGE},
+              {"display_connect", NotifyEvent::DISPLAY_CONNECT},
+              {"display_disconnect", NotifyEvent::DISPLAY_DISCONNECT},
+              {"first_frame_captured", NotifyEvent::FIRST_FRAME_CAPTURED},
+              {"no_frame_captured", NotifyEvent::NO_FRAME_CAPTURED},
+              {"stream_configuration_change", NotifyEvent::STREAM_CONFIGURATION_CHANGE},
+              {"connect_status_change", NotifyEvent::CONNECT_STATUS_CHANGE},
+              {"format_change", NotifyEvent::FORMAT_CHANGE},
+              {"wss_change", NotifyEvent::WSS_CHANGE},
+              {"afd_change", NotifyEvent::AFD_CHANGE},
+              {"color_system_change", NotifyEvent::COLOR_SYSTEM_CHANGE},
+              {"color_matrix_change", NotifyEvent::COLOR_MATRIX_CHANGE},
+              {"color_format_change", NotifyEvent::COLOR_FORMAT_CHANGE},
+              {"color_range_change", NotifyEvent::COLOR_RANGE_CHANGE},
+              {"color_allm_change", NotifyEvent::COLOR_ALLM_CHANGE},
+              {"bitrate_change", NotifyEvent::BITRATE_CHANGE},
+              {"bitdepth_change", NotifyEvent::BITDEPTH_CHANGE},
+      } {
+    mStreamDeathRecipient = new StreamDeathRecipient(this);
+    mEventDeathRecipient = new EventDeathRecipient(this);
+}
+
+Codec2InfoService::~Codec2InfoService() = default;
+
+// The table is filled by the constructor and never changed: no lock.
+std::string Codec2InfoService::eventToString(NotifyEvent event) {
+    for (const auto& [name, value] : mEventNames) {
+        if (value == event) return name;
+    }
+    return std::string();
+}
+
+NotifyEvent Codec2InfoService::stringToEvent(const std::string& name) {
+    auto found = mEventNames.find(name);
+    return found != mEventNames.end() ? found->second : NotifyEvent::NONE;
+}
+
+}  // namespace implementation
+}  // namespace info
+}  // namespace c2
+}  // namespace hardware
+}  // namespace larkspan
+}  // namespace vendor

@@ -1,0 +1,87 @@
+// Posting a component's playback event to the event listeners of its stream
+// and to the stream's information listener.
+#include <Codec2InfoService.h>
+
+#include <algorithm>
+
+#include "ServiceLog.h"
+
+namespace vendor {
+namespace larkspan {
+namespace hardware {
+namespace c2 {
+namespace info {
+namespace implementation {
+
+// Holds the query-listener lock for the whole post and takes the main lock
+// inside it, the one order in which both are ever held. The information
+// listener gets the event's value, never the component's payload.
+bool Codec2InfoService::postEvent(uint32_t uniqueStreamId, NotifyEvent event,
+                                  const CmtInfoStruct& info) {
+    const char* kFunction = "postCodec2EventToAPK";
+    auto value = static_cast<unsigned long long>(event);
+    std::lock_guard<std::mutex> queryLock(mQueryListenerLock);
+    Return<InfoReturn> posted = postCodec2EventToAPK(uniqueStreamId, event, info);
+    if (posted.withDefault(InfoReturn::FAILURE) != InfoReturn::SUCCESS) {
+        logLine(ANDROID_LOG_ERROR, 206, kFunction, "post to infoservice fail");
+    }
+
+    auto listener = mInfoListeners.find(uniqueStreamId);
+    auto active = mInfoListenerActive.find(uniqueStreamId);
+    auto filter = mInfoListenIds.find(uniqueStreamId);
+    if (listener == mInfoListeners.end() || active == mInfoListenerActive.end() ||
+        !active->second || filter == mInfoListenIds.end()) {
+        logDebugLine(228, kFunction, "postCodec2EventToAPK  %llu, uniqueStreamId not exist", value);
+        return false;
+    }
+    logDebugLine(213, kFunction, "=[1]postCodec2EventToAPK  %llu", value);
+    const std::vector<uint64_t>& wanted = filter->second;
+    if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), value) == wanted.end()) {
+        return true;
+    }
+    logDebugLine(219, kFunction, "[2]postCodec2EventToAPK  %llu", value);
+    CmtInfoStruct empty{};
+    Return<void> ret = listener->second->onNotify(uniqueStreamId, value, empty);
+    if (!ret.isOk()) {
+        logText(ANDROID_LOG_ERROR, "Listener onNotify error: %s", ret.description().c_str());
+    }
+    return true;
+}
+
+Return<InfoReturn> Codec2InfoService::postCodec2EventToAPK(uint32_t uniqueStreamId,
+                                                           NotifyEvent event, CmtInfoStruct info) {
+    const char* kFunction = "postCodec2EventToAPK";
+    logDebugEntry(794, kFunction);
+    std::string name = eventToString(event);
+    if (name.empty()) {
+        // Events without a name never reach event listeners.
+        logDebugLine(799, kFunction, "Unknown event");
+        return InfoReturn::SUCCESS;
+    }
+    logDebugLine(802, kFunction, "%s event", name.c_str());
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mEventListenerInfo.empty()) return InfoReturn::SUCCESS;
+
+    NotifyEventInfo notification{name, info};
+    for (const auto& [id, registration] : mEventListenerInfo) {
+        const std::vector<NotifyEvent>& events = registration.events;
+        if (registration.uniqueStreamId != uniqueStreamId ||
+            std::find(events.begin(), events.end(), event) == events.end()) {
+            continue;
+        }
+        logDebugLine(817, kFunction, "onNotify Event, streamId %u", uniqueStreamId);
+        Return<void> ret = registration.listener->onNotify(notification);
+        if (!ret.isOk()) {
+            logText(ANDROID_LOG_ERROR, "Listener onNotify error: %s", ret.description().c_str());
+        }
+    }
+    logDebugLine(826, kFunction, "unlock");
+    return InfoReturn::SUCCESS;
+}
+
+}  // namespace implementation
+}  // namespace info
+}  // namespace c2
+}  // namespace hardware
+}  // namespace larkspan
+}  // namespace vendor

@@ -1,0 +1,97 @@
+#include "ServiceLog.h"
+
+#include <cutils/properties.h>
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace vendor {
+namespace larkspan {
+namespace hardware {
+namespace c2 {
+namespace info {
+namespace implementation {
+
+namespace {
+
+// Read by every thread without a lock; a stale value only changes which
+// debug lines appear.
+std::atomic<int> gLogSwitch{0};
+
+std::string formatText(const char* format, va_list args) {
+    va_list measure;
+    va_copy(measure, args);
+    int length = vsnprintf(nullptr, 0, format, measure);
+    va_end(measure);
+    if (length <= 0) return std::string();
+    std::string text(static_cast<size_t>(length), '\0');
+    vsnprintf(text.data(), text.size() + 1, format, args);
+    return text;
+}
+
+void writeLine(int priority, int line, const char* function, const char* format, va_list args) {
+    std::string text = formatText(format, args);
+    __android_log_print(priority, nullptr, "[L%4d][%s] %s", line, function, text.c_str());
+}
+
+void writeText(int priority, const char* format, va_list args) {
+    std::string text = formatText(format, args);
+    __android_log_write(priority, nullptr, text.c_str());
+}
+
+}  // namespace
+
+void reloadLogSwitch() {
+    char value[PROPERTY_VALUE_MAX];
+    property_get("vendor.qrv.c2infoservice.log", value, "0");
+    gLogSwitch = atoi(value);
+}
+
+bool logSwitchOn() {
+    return gLogSwitch != 0;
+}
+
+void logLine(int priority, int line, const char* function, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    writeLine(priority, line, function, format, args);
+    va_end(args);
+}
+
+void logDebugLine(int line, const char* function, const char* format, ...) {
+    if (!logSwitchOn()) return;
+    va_list args;
+    va_start(args, format);
+    writeLine(ANDROID_LOG_DEBUG, line, function, format, args);
+    va_end(args);
+}
+
+void logDebugEntry(int line, const char* function) {
+    if (!logSwitchOn()) return;
+    __android_log_print(ANDROID_LOG_DEBUG, nullptr, "[L%4d][%s]", line, function);
+}
+
+void logText(int priority, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    writeText(priority, format, args);
+    va_end(args);
+}
+
+void logDebugText(const char* format, ...) {
+    if (!logSwitchOn()) return;
+    va_list args;
+    va_start(args, format);
+    writeText(ANDROID_LOG_DEBUG, format, args);
+    va_end(args);
+}
+
+}  // namespace implementation
+}  // namespace info
+}  // namespace c2
+}  // namespace hardware
+}  // namespace larkspan
+}  // namespace vendor

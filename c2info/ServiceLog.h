@@ -1,0 +1,37 @@
+// The service's log lines: most begin "[L%4d][%s] " with the line number
+// given in the text (not the source line) and the function's name. Debug
+// lines are written only while the log switch is on. No tag of our own: the
+// platform's default tag applies.
+#pragma once
+
+#include <android/log.h>
+
+namespace vendor {
+namespace larkspan {
+namespace hardware {
+namespace c2 {
+namespace info {
+namespace implementation {
+
+// Sets the log switch from the property "vendor.qrv.c2infoservice.log".
+void reloadLogSwitch();
+bool logSwitchOn();
+
+// "[L%4d][%s] " then the formatted text, at any priority.
+void logLine(int priority, int line, const char* function, const char* format, ...)
+        __attribute__((format(printf, 4, 5)));
+// The same at debug level, only while the log switch is on.
+void logDebugLine(int line, const char* function, const char* format, ...)
+        __attribute__((format(printf, 3, 4)));
+// The bare prefix "[L%4d][%s]" at debug level that marks a function's entry.
+void logDebugEntry(int line, const char* function);
+// A text without the prefix.
+void logText(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
+void logDebugText(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+}  // namespace implementation
+}  // namespace info
+}  // namespace c2
+}  // namespace hardware
+}  // namespace larkspan
+}  // namespace vendor

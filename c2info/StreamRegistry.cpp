@@ -1,0 +1,238 @@
+// The registry of the decoder streams alive in the process.
+#include <Codec2InfoService.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "ServiceLog.h"
+
+namespace vendor {
+namespace larkspan {
+namespace hardware {
+namespace c2 {
+namespace info {
+namespace implementation {
+
+namespace {
+
+enum class AttributeKind { kSigned32, kUnsigned32, kUnsigned64 };
+
+struct AttributeField {
+    void* address;
+    AttributeKind kind;
+};
+
+// The field that an attribute number addresses: its position in
+// ST_STREAM_LIST. False for a number outside 0..16.
+bool findAttributeField(ST_STREAM_LIST& record, uint32_t attr, AttributeField* field) {
+    using K = AttributeKind;
+    switch (attr) {
+        case 0:
+            *field = {&record.sourcetype, K::kSigned32};
+            return true;
+        case 1:
+            *field = {&record.width, K::kUnsigned32};
+            return true;
+        case 2:
+            *field = {&record.height, K::kUnsigned32};
+            return true;
+        case 3:
+            *field = {&record.field3, K::kUnsigned32};
+            return true;
+        case 4:
+            *field = {&record.field4, K::kUnsigned32};
+            return true;
+        case 5:
+            *field = {&record.field5, K::kUnsigned32};
+            return true;
+        case 6:
+            *field = {&record.field6, K::kUnsigned32};
+            return true;
+        case 7:
+            *field = {&record.field7, K::kUnsigned32};
+            return true;
+        case 8:
+            *field = {&record.framerate, K::kUnsigned32};
+            return true;
+        case 9:
+            *field = {&record.streamid, K::kUnsigned32};
+            return true;
+        case 10:
+            *field = {&record.pqid, K::kSigned32};
+            return true;
+        case 11:
+            *field = {&record.hwSyncId, K::kUnsigned64};
+            return true;
+        case 12:
+            *field = {&record.portId, K::kUnsigned32};
+            return true;
+        case 13:
+            *field = {&record.interlace, K::kSigned32};
+            return true;
+        case 14:
+            *field = {&record.colorformat, K::kSigned32};
+            return true;
+        case 15:
+            *field = {&record.lumaoffset, K::kUnsigned64};
+            return true;
+        case 16:
+            *field = {&record.chromaoffset, K::kUnsigned64};
+            return true;
+    }
+    return false;
+}
+
+// Copies the caller's value into the field, which it may point at unaligned.
+void storeAttribute(const AttributeField& field, const StreamInfoItem& item) {
+    const char* kFunction = "updateStreamInfo";
+    switch (field.kind) {
+        case AttributeKind::kSigned32: {
+            int32_t value;
+            memcpy(&value, item.value, sizeof(value));
+            memcpy(field.address, &value, sizeof(value));
+            logDebugText("[%s] value:%d, size:%d", kFunction, value, item.size);
+            break;
+        }
+        case AttributeKind::kUnsigned32: {
+            uint32_t value;
+            memcpy(&value, item.value, sizeof(value));
+            memcpy(field.address, &value, sizeof(value));
+            logDebugText("[%s] value:%u, size:%d", kFunction, value, item.size);
+            break;
+        }
+        case AttributeKind::kUnsigned64: {
+            uint64_t value;
+            memcpy(&value, item.value, sizeof(value));
+            memcpy(field.address, &value, sizeof(value));
+            logDebugText("[%s] value:%llu, size:%d", kFunction,
+                         static_cast<unsigned long long>(value), item.size);
+            break;
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<ST_STREAM_LIST>::iterator Codec2InfoService::findStream_l(uint32_t uniqueStreamId) {
+    return std::find_if(mStreamList.begin(), mStreamList.end(),
+                        [&](const ST_STREAM_LIST& s) { return s.streamid == uniqueStreamId; });
+}
+
+Return<InfoReturn> Codec2InfoService::addStreamInfo(const ST_STREAM_LIST& info) {
+    const char* kFunction = "addStreamInfo";
+    std::lock_guard<std::mutex> lock(mLock);
+    auto earlier = findStream_l(info.streamid);
+    if (earlier != mStreamList.end()) {
+        // The component re-announced its stream: the record moves to the end
+        // and nobody hears of it again.
+        mStreamList.erase(earlier);
+    } else {
+        reloadLogSwitch();
+        notifyStreamListeners_l(0, info.streamid, info.info, 301, kFunction);
+    }
+    logDebugLine(308, kFunction, "streamlist size:%d", static_cast<int>(mStreamList.size()));
+    mStreamList.push_back(info);
+    logLine(ANDROID_LOG_INFO, 312, kFunction,
+            "addStreamInfo, sourcetype(%u),width(%u),height(%u),framerate(%u),streamid(%u),"
+            "pqid(%d),hwSyncId(%llu),portId(%u),interlace(%d), colorformat(%d), lumaoffset (%llu) "
+            ",chromaoffset(%llu)",
+            static_cast<uint32_t>(info.sourcetype), info.width, info.height, info.framerate,
+            info.streamid, info.pqid, static_cast<unsigned long long>(info.hwSyncId), info.portId,
+            info.interlace, info.colorformat, static_cast<unsigned long long>(info.lumaoffset),
+            static_cast<unsigned long long>(info.chromaoffset));
+    return InfoReturn::SUCCESS;
+}
+
+// Items before a failing one stay applied.
+Return<InfoReturn> Codec2InfoService::updateStreamInfo(uint32_t streamUniqueId,
+                                                       const std::vector<StreamInfoItem>& items) {
+    const char* kFunction = "updateStreamInfo";
+    std::lock_guard<std::mutex> lock(mLock);
+    auto record = findStream_l(streamUniqueId);
+    if (record == mStreamList.end()) {
+        logText(ANDROID_LOG_ERROR, "[%s]find streamid %u error", kFunction, streamUniqueId);
+        return InfoReturn::FAILURE;
+    }
+    logDebugText("[%s] streamUniqueId %u, queryItemsSize:%u", kFunction, streamUniqueId,
+                 static_cast<uint32_t>(items.size()));
+    for (const StreamInfoItem& item : items) {
+        logDebugText("[%s] attr:%d", kFunction, item.attr);
+        if (item.value == nullptr) {
+            logText(ANDROID_LOG_ERROR, "[%s]value is NULL", kFunction);
+            return InfoReturn::FAILURE;
+        }
+        AttributeField field;
+        if (!findAttributeField(*record, static_cast<uint32_t>(item.attr), &field)) {
+            logText(ANDROID_LOG_ERROR, "[%s]unknown item", kFunction);
+            return InfoReturn::FAILURE;
+        }
+        storeAttribute(field, item);
+    }
+    return InfoReturn::SUCCESS;
+}
+
+Return<InfoReturn> Codec2InfoService::removeStreamInfoByUniqueId(uint32_t uniqueId) {
+    const char* kFunction = "removeStreamInfoByUniqueId";
+    std::lock_guard<std::mutex> lock(mLock);
+    if (Codec2InfoInternalCallbacks.count(uniqueId) != 0) {
+        logDebugLine(421, kFunction,
+                     "removed uniqueId(%u) Callback form Codec2InfoInternalCallbacks", uniqueId);
+        Codec2InfoInternalCallbacks.erase(uniqueId);
+        mDebugDescList[0].erase(uniqueId);
+        mDebugDescList[1].erase(uniqueId);
+    }
+    for (auto record = mStreamList.begin(); record != mStreamList.end();) {
+        if (record->streamid != uniqueId) {
+            ++record;
+            continue;
+        }
+        notifyStreamListeners_l(1, uniqueId, record->info, 432, kFunction);
+        record = mStreamList.erase(record);
+        logLine(ANDROID_LOG_INFO, 439, kFunction, "removed uniqueId(%u) Info form mStreamList",
+                uniqueId);
+    }
+    logDebugLine(445, kFunction, "unlock");
+    return InfoReturn::SUCCESS;
+}
+
+Return<void> Codec2InfoService::getStreamList(getStreamList_cb cb) {
+    const char* kFunction = "getStreamList";
+    logDebugLine(269, kFunction, "enter");
+    std::vector<ST_STREAM_LIST> streams;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        streams = mStreamList;
+    }
+    logDebugLine(275, kFunction, "unlock");
+    cb(InfoReturn::SUCCESS, hidl_vec<ST_STREAM_LIST>(streams));
+    return Void();
+}
+
+Return<void> Codec2InfoService::convertHwSyncIdToStreamId(uint64_t hwSyncId,
+                                                          convertHwSyncIdToStreamId_cb cb) {
+    const char* kFunction = "convertHwSyncIdToStreamId";
+    logDebugLine(704, kFunction, "hwSyncId = %llu", static_cast<unsigned long long>(hwSyncId));
+    bool found = false;
+    uint32_t streamUniqueId = 0xFFFFFFFF;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        auto record = std::find_if(mStreamList.begin(), mStreamList.end(),
+                                   [&](const ST_STREAM_LIST& s) { return s.hwSyncId == hwSyncId; });
+        if (record != mStreamList.end()) {
+            found = true;
+            streamUniqueId = record->streamid;
+            logDebugText("convertHwSyncIdToStreamId : hwSyncId = %llu, streamUniqueId = %u",
+                         static_cast<unsigned long long>(hwSyncId), streamUniqueId);
+        }
+    }
+    logDebugLine(721, kFunction, "unlock");
+    cb(found ? InfoReturn::SUCCESS : InfoReturn::FAILURE, streamUniqueId);
+    return Void();
+}
+
+}  // namespace implementation
+}  // namespace info
+}  // namespace c2
+}  // namespace hardware
+}  // namespace larkspan
+}  // namespace vendor

@@ -1,0 +1,205 @@
+// The one service object of the library: the stream registry, the listeners,
+// the component callbacks, frame capture, drop modes and diagnostics.
+#pragma once
+
+#include <Codec2InfoDebugTarget.h>
+#include <Codec2InfoInternal.h>
+#include <DebugDescription.h>
+#include <hidl/HidlSupport.h>
+#include <hidl/Status.h>
+#include <utils/StrongPointer.h>
+#include <vendor/larkspan/hardware/c2/info/1.0/ICodec2InfoService.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+class FrameGenerator;
+
+namespace vendor {
+namespace larkspan {
+namespace hardware {
+namespace c2 {
+namespace info {
+namespace implementation {
+
+using ::android::sp;
+using ::android::wp;
+using ::android::hardware::hidl_death_recipient;
+using ::android::hardware::hidl_handle;
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+using ::android::hidl::base::V1_0::IBase;
+using ::vendor::larkspan::hardware::c2::info::V1_0::CAPTURE_BUFFER_DESCRIPTION;
+using ::vendor::larkspan::hardware::c2::info::V1_0::ICodec2InfoService;
+using ::vendor::larkspan::hardware::c2::info::V1_0::ICodec2InfoServiceEventListener;
+using ::vendor::larkspan::hardware::c2::info::V1_0::ICodec2InfoServiceStreamListener;
+using ::vendor::larkspan::hardware::c2::info::V1_0::InfoReturn;
+using ::vendor::larkspan::hardware::c2::info::V1_0::NotifyEvent;
+using ::vendor::larkspan::hardware::c2::info::V1_0::NotifyEventInfo;
+using ::vendor::larkspan::hardware::c2::info::V1_0::ST_BUFFER_DESCRIPTION;
+using ::vendor::larkspan::hardware::c2::info::V1_0::ST_Frame_MetaData;
+using ::vendor::larkspan::hardware::c2::info::V1_0::ST_STREAM_LIST;
+using ::vendor::larkspan::hardware::cmt::V1_0::CmtIdType;
+using ::vendor::larkspan::hardware::cmt::V1_0::CmtInfoStruct;
+using ::vendor::larkspan::hardware::cmt::V1_0::CmtReturn;
+using ::vendor::larkspan::hardware::cmt::V1_0::ICmtInfoServiceListener;
+
+// One event listener: the stream it follows, the events it subscribed to
+// (in the order given, duplicates kept) and the listener.
+struct _EventListenerInfo {
+    uint64_t uniqueStreamId;
+    std::vector<NotifyEvent> events;
+    sp<ICodec2InfoServiceEventListener> listener;
+};
+
+class Codec2InfoService : public ICodec2InfoService {
+public:
+    // The singleton, created by the first call.
+    static sp<Codec2InfoService> getInstance();
+    ~Codec2InfoService() override;
+
+    // ICmtInfoService
+    Return<CmtReturn> registerListener(uint64_t uniqueId,
+                                       const sp<ICmtInfoServiceListener>& listener,
+                                       const hidl_vec<uint64_t>& ids) override;
+    Return<CmtReturn> unregisterListener(uint64_t uniqueId) override;
+    Return<void> getIdList(getIdList_cb cb) override;
+    Return<void> getInfo(uint64_t uniqueStreamId, const hidl_vec<hidl_string>& keys,
+                         getInfo_cb cb) override;
+
+    // ICodec2InfoService
+    Return<void> getStreamList(getStreamList_cb cb) override;
+    Return<InfoReturn> detile(const hidl_handle& src, const hidl_handle& dst,
+                              const ST_BUFFER_DESCRIPTION& srcDesc,
+                              const ST_BUFFER_DESCRIPTION& dstDesc) override;
+    Return<void> getMetaData(const hidl_handle& handle, const ST_BUFFER_DESCRIPTION& desc,
+                             getMetaData_cb cb) override;
+    Return<void> convertHwSyncIdToStreamId(uint64_t hwSyncId,
+                                           convertHwSyncIdToStreamId_cb cb) override;
+    Return<void> getCurrentVDECBuffer(uint32_t uniqueStreamId, getCurrentVDECBuffer_cb cb) override;
+    Return<InfoReturn> releaseVDECBuffer(uint32_t uniqueStreamId) override;
+    Return<InfoReturn> enableCapture(uint32_t uniqueStreamId, bool enable, uint64_t value) override;
+    Return<void> registerStreamListener(const sp<ICodec2InfoServiceStreamListener>& listener,
+                                        registerStreamListener_cb cb) override;
+    Return<InfoReturn> unregisterStreamListener(uint64_t listenerId) override;
+    Return<void> registerEventListener(uint64_t uniqueStreamId, const hidl_vec<hidl_string>& events,
+                                       const sp<ICodec2InfoServiceEventListener>& listener,
+                                       registerEventListener_cb cb) override;
+    Return<InfoReturn> unregisterEventListener(uint64_t id) override;
+    Return<InfoReturn> updateListenEvents(uint64_t id,
+                                          const hidl_vec<hidl_string>& events) override;
+    Return<void> setTimedDropMode(int64_t systime) override;
+    Return<void> setDropMode(bool enable) override;
+
+    // In process, through Codec2InfoInternal.
+    Return<InfoReturn> addStreamInfo(const ST_STREAM_LIST& info);
+    Return<InfoReturn> updateStreamInfo(uint32_t streamUniqueId,
+                                        const std::vector<StreamInfoItem>& items);
+    Return<InfoReturn> removeStreamInfoByUniqueId(uint32_t uniqueId);
+    Return<InfoReturn> bindCaptured(uint32_t id, const hidl_handle& handle);
+    Return<InfoReturn> postCodec2EventToAPK(uint32_t uniqueStreamId, NotifyEvent event,
+                                            CmtInfoStruct info);
+
+    // Adds a component's debug commands to the lshal debug interface.
+    void addDebugTarget(std::shared_ptr<Codec2InfoDebugTarget> target);
+
+    // The event-name table: "" for an event without a name, 0 for an
+    // unknown name.
+    std::string eventToString(NotifyEvent event);
+    NotifyEvent stringToEvent(const std::string& name);
+
+private:
+    friend class Codec2InfoInternal;
+
+    class StreamDeathRecipient : public hidl_death_recipient {
+    public:
+        explicit StreamDeathRecipient(Codec2InfoService* service) : mService(service) {}
+        void serviceDied(uint64_t cookie, const wp<IBase>& who) override;
+
+    private:
+        Codec2InfoService* mService;
+    };
+
+    class EventDeathRecipient : public hidl_death_recipient {
+    public:
+        explicit EventDeathRecipient(Codec2InfoService* service) : mService(service) {}
+        void serviceDied(uint64_t cookie, const wp<IBase>& who) override;
+
+    private:
+        Codec2InfoService* mService;
+    };
+
+    using Callbacks = Codec2InfoInternal::Codec2InfoServiceCallback;
+
+    Codec2InfoService();
+
+    // The first record of a stream, or mStreamList.end().
+    std::vector<ST_STREAM_LIST>::iterator findStream_l(uint32_t uniqueStreamId);
+    // Tells every stream listener, in id order, of a stream added (type 0)
+    // or removed (type 1); the log line and function name are the caller's.
+    void notifyStreamListeners_l(uint32_t type, uint32_t streamId, const hidl_string& info,
+                                 int line, const char* function);
+    void setCallbacks(const Callbacks& cb, uint32_t uniqueStreamId);
+    // The callbacks of a stream, or null; never adds an entry.
+    std::shared_ptr<Callbacks> findCallbacks_l(uint32_t uniqueStreamId);
+    // Asks the stream's component for its current buffer and describes it.
+    InfoReturn describeCurrentBuffer_l(uint32_t uniqueStreamId, CAPTURE_BUFFER_DESCRIPTION* desc);
+    // The events that names stand for, in order; unknown names are skipped
+    // with a warning logged at the given lines.
+    std::vector<NotifyEvent> resolveEventNames(const hidl_vec<hidl_string>& names, int knownLine,
+                                               int unknownLine, const char* function);
+    // The in-process post, with the information listeners' lock order.
+    bool postEvent(uint32_t uniqueStreamId, NotifyEvent event, const CmtInfoStruct& info);
+    std::shared_ptr<FrameGenerator> frameGenerator();
+
+    // The singleton: set once, never destroyed (see getInstance()).
+    static std::atomic<Codec2InfoService*> mInstance;
+
+    // Guards every member below but the query-listener maps, the captured
+    // handle and the drop mode.
+    std::mutex mLock;
+    // Guards the three information-listener maps only. Taken before mLock
+    // where both are needed, never after.
+    std::mutex mQueryListenerLock;
+    std::vector<ST_STREAM_LIST> mStreamList;
+    std::shared_ptr<FrameGenerator> mFrameGenerator;
+    std::map<uint32_t, std::shared_ptr<Callbacks>> Codec2InfoInternalCallbacks;
+    std::map<uint32_t, sp<ICmtInfoServiceListener>> mInfoListeners;
+    std::map<uint32_t, std::vector<uint64_t>> mInfoListenIds;
+    std::map<uint32_t, bool> mInfoListenerActive;
+    // The buffer the component bound last: borrowed, never freed here.
+    std::atomic<const native_handle_t*> mCapturedHandle{nullptr};
+    std::atomic<uint32_t> mMode{0};
+    std::atomic<int64_t> mBootCompleteTime{0};
+    std::atomic<uint32_t> mStreamListenerId{0};
+    std::atomic<uint32_t> mEventListenerId{0};
+    std::map<uint64_t, sp<ICodec2InfoServiceStreamListener>> mStreamListenerCb;
+    std::map<uint64_t, _EventListenerInfo> mEventListenerInfo;
+    sp<StreamDeathRecipient> mStreamDeathRecipient;
+    sp<EventDeathRecipient> mEventDeathRecipient;
+    const std::map<std::string, const NotifyEvent> mEventNames;
+    std::thread mDebugMonitor;
+    std::condition_variable mDebugMonitorWakeUp;
+    std::atomic<bool> mDebugMonitorRunning{false};
+    uint32_t mLastDebugInfoTimeMs = 0;
+    uint32_t mLatestDebugDescIndex = 0;
+    std::map<uint32_t, _DebugDescription> mDebugDescList[2];
+    uint64_t mDebugInfoCount = 0;
+    std::vector<std::shared_ptr<Codec2InfoDebugTarget>> mDebugTargets;
+};
+
+}  // namespace implementation
+}  // namespace info
+}  // namespace c2
+}  // namespace hardware
+}  // namespace larkspan
+}  // namespace vendor

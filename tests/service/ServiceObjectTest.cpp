@@ -1,0 +1,75 @@
+// The singleton and its event-name table.
+#include <thread>
+
+#include "support/ServiceTestSupport.h"
+
+namespace c2info_test {
+namespace {
+
+TEST(ServiceObjectTest, ConcurrentFirstCallsShareOneInstance) {
+    constexpr int kThreads = 8;
+    std::vector<Codec2InfoService*> seen(kThreads);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&seen, i] { seen[i] = Codec2InfoService::getInstance().get(); });
+    }
+    for (std::thread& t : threads) t.join();
+    for (Codec2InfoService* service : seen) EXPECT_EQ(service, seen[0]);
+    EXPECT_NE(seen[0], nullptr);
+}
+
+TEST(ServiceObjectTest, EventNamesMapBothWays) {
+    sp<Codec2InfoService> service = Codec2InfoService::getInstance();
+    const char* names[] = {"signal_change",
+                           "resolution_change",
+                           "hdr_change",
+                           "vrr_change",
+                           "wininfo_change",
+                           "spd_change",
+                           "display_connect",
+                           "display_disconnect",
+                           "first_frame_captured",
+                           "no_frame_captured",
+                           "stream_configuration_change",
+                           "connect_status_change",
+                           "format_change",
+                           "wss_change",
+                           "afd_change",
+                           "color_system_change",
+                           "color_matrix_change",
+                           "color_format_change",
+                           "color_range_change",
+                           "color_allm_change",
+                           "bitrate_change",
+                           "bitdepth_change"};
+    for (uint64_t value = 0; value <= 30; ++value) {
+        SCOPED_TRACE(value);
+        auto event = static_cast<NotifyEvent>(value);
+        std::string expected = value >= 7 && value <= 28 ? names[value - 7] : "";
+        EXPECT_EQ(service->eventToString(event), expected);
+        if (!expected.empty()) {
+            EXPECT_EQ(service->stringToEvent(expected), event);
+        }
+    }
+    for (const char* unknown :
+         {"Resolution_change", "", "resolution_change ", "RESOLUTION_CHANGE"}) {
+        EXPECT_EQ(service->stringToEvent(unknown), NotifyEvent::NONE) << unknown;
+    }
+}
+
+TEST(ServiceObjectTest, ANewServiceHoldsNothing) {
+    sp<Codec2InfoService> service = Codec2InfoService::getInstance();
+    int calls = 0;
+    service->getStreamList([&](InfoReturn ret, const hidl_vec<ST_STREAM_LIST>& list) {
+        ++calls;
+        EXPECT_EQ(ret, InfoReturn::SUCCESS);
+        EXPECT_EQ(list.size(), 0u);
+    });
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(Codec2InfoInternal::getDropMode(), 0u);
+    EXPECT_EQ(Codec2InfoInternal::getBootCompleteTime(), 0);
+    EXPECT_EQ(service->releaseVDECBuffer(1), InfoReturn::FAILURE);
+}
+
+}  // namespace
+}  // namespace c2info_test
