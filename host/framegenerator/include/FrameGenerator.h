@@ -16,7 +16,7 @@
 //                                kFormatLinearNV12
 //   lumaOffset           20      byte offset of the Y plane in the memory
 //   chromaOffset         24      byte offset of the UV plane
-//   reserved             28      never read
+//   reserved             28      must be 0
 //   metadataOffset       32      byte offset of the frame's metadata block:
 //                                the 8 bytes kMetaDataMagic, then a
 //                                FrameMetaData

@@ -9,6 +9,7 @@ namespace {
 constexpr uint32_t kMaxDimension = 1u << 15;
 
 bool plausible(const FrameGenerator::BufferInfo& info) {
+    if (info.reserved != 0) return false;
     if (info.width == 0 || info.height == 0 || info.width % 2 != 0 || info.height % 2 != 0) {
         return false;
     }

@@ -1,0 +1,224 @@
+// Event listeners, information listeners and the posting of playback events.
+#include <android/log.h>
+
+#include "support/LogCapture.h"
+#include "support/ServiceTestSupport.h"
+
+namespace c2info_test {
+namespace {
+
+using ::testing::_;
+using ::testing::InSequence;
+
+const CmtInfoStruct kPayload{42, "1920x1080"};
+
+class EventDispatchTest : public ServiceTest {
+protected:
+    CmtReturn registerInfoListener(uint64_t id, const sp<MockInfoListener>& listener,
+                                   std::vector<uint64_t> events) {
+        return mService->registerListener(id, listener, hidl_vec<uint64_t>(events));
+    }
+    InfoReturn update(uint64_t id, std::vector<std::string> names) {
+        return mService->updateListenEvents(id, hidl_vec<hidl_string>(names.begin(), names.end()));
+    }
+};
+
+TEST_F(EventDispatchTest, ListenersOfTheStreamAndEventHearTheNameAndPayloadInIdOrder) {
+    sp<MockEventListener> first = makeEventListener();
+    sp<MockEventListener> second = makeEventListener();
+    sp<MockEventListener> otherStream = makeEventListener();
+    sp<MockEventListener> otherEvent = makeEventListener();
+    EXPECT_EQ(registerEventListener(5, {"resolution_change"}, second),
+              std::make_pair(InfoReturn::SUCCESS, uint64_t{0}));
+    EXPECT_EQ(registerEventListener(5, {"hdr_change", "resolution_change", "resolution_change"},
+                                    first)
+                      .second,
+              1u);
+    registerEventListener(6, {"resolution_change"}, otherStream);
+    registerEventListener(5, {"hdr_change"}, otherEvent);
+
+    InSequence inOrder;
+    EXPECT_CALL(*second, notified("resolution_change", 42, "1920x1080"));
+    EXPECT_CALL(*first, notified("resolution_change", 42, "1920x1080"));  // once despite the twin
+    EXPECT_CALL(*otherStream, notified(_, _, _)).Times(0);
+    EXPECT_CALL(*otherEvent, notified(_, _, _)).Times(0);
+    EXPECT_FALSE(
+            Codec2InfoInternal::postCodec2EventToAPK(5, NotifyEvent::RESOLUTION_CHANGE, kPayload));
+}
+
+TEST_F(EventDispatchTest, NamesResolveExactlyAndUnknownOnesAreSkippedWithAWarning) {
+    sp<MockEventListener> listener = makeEventListener();
+    LogCapture log;
+    EXPECT_EQ(registerEventListener(1, {"HDR_CHANGE", "vrr_change", ""}, listener).first,
+              InfoReturn::SUCCESS);
+    EXPECT_EQ(log.texts(ANDROID_LOG_WARN),
+              (std::vector<std::string>{"[L 906][registerEventListener] unknown event HDR_CHANGE",
+                                        "[L 906][registerEventListener] unknown event "}));
+    EXPECT_CALL(*listener, notified("vrr_change", 0, ""));
+    EXPECT_CALL(*listener, notified("hdr_change", _, _)).Times(0);
+    Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::HDR_CHANGE);
+    Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::VRR_CHANGE);
+}
+
+TEST_F(EventDispatchTest, UpdatingEventsReplacesTheSubscription) {
+    sp<MockEventListener> listener = makeEventListener();
+    uint64_t id = registerEventListener(1, {}, listener).second;
+    EXPECT_CALL(*listener, notified(_, _, _)).Times(0);
+    Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::SIGNAL_CHANGE);
+
+    LogCapture log;
+    EXPECT_EQ(update(id, {"signal_change", "nonsense"}), InfoReturn::SUCCESS);
+    EXPECT_EQ(log.texts(ANDROID_LOG_WARN),
+              std::vector<std::string>{"[L 955][updateListenEvents] unknown event nonsense"});
+    EXPECT_EQ(log.texts(ANDROID_LOG_INFO),
+              std::vector<std::string>{"[L 959][updateListenEvents] update EventListenerId 0"});
+    ::testing::Mock::VerifyAndClearExpectations(listener.get());
+    EXPECT_CALL(*listener, notified("signal_change", 0, ""));
+    Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::SIGNAL_CHANGE);
+
+    log.clear();
+    EXPECT_EQ(update(id + 1, {"signal_change"}), InfoReturn::FAILURE);
+    EXPECT_EQ(
+            log.texts(ANDROID_LOG_ERROR),
+            std::vector<std::string>{"[L 962][updateListenEvents] cannot find EventListenerId 1"});
+}
+
+TEST_F(EventDispatchTest, UnregisteredFailingAndDeadListenersAreHandledApart) {
+    sp<MockEventListener> leaving = makeEventListener();
+    sp<MockEventListener> failing = makeEventListener();
+    sp<MockEventListener> dying = makeEventListener();
+    sp<MockEventListener> staying = makeEventListener();
+    uint64_t leavingId = registerEventListener(2, {"afd_change"}, leaving).second;
+    registerEventListener(2, {"afd_change"}, failing);
+    registerEventListener(2, {"afd_change"}, dying);
+    registerEventListener(2, {"afd_change"}, staying);
+    EXPECT_EQ(mService->unregisterEventListener(leavingId), InfoReturn::SUCCESS);
+    failing->setTransportFailing(true);
+    dying->die();
+
+    EXPECT_CALL(*leaving, notified(_, _, _)).Times(0);
+    EXPECT_CALL(*staying, notified("afd_change", 0, ""));
+    LogCapture log;
+    Codec2InfoInternal::postCodec2EventToAPK(2, NotifyEvent::AFD_CHANGE);
+    EXPECT_EQ(log.texts(ANDROID_LOG_ERROR),
+              std::vector<std::string>{"Listener onNotify error: Status(EX_TRANSACTION_FAILED): "
+                                       "'FAILED_TRANSACTION: '"});
+    log.clear();
+    EXPECT_EQ(mService->unregisterEventListener(leavingId), InfoReturn::FAILURE);
+    EXPECT_EQ(log.texts(ANDROID_LOG_ERROR),
+              std::vector<std::string>{"[L 933][unregisterEventListener] erase Cb fail"});
+}
+
+TEST_F(EventDispatchTest, ANullEventListenerIsRefused) {
+    LogCapture log;
+    EXPECT_EQ(registerEventListener(1, {"hdr_change"}, nullptr).first, InfoReturn::FAILURE);
+    EXPECT_EQ(log.texts(ANDROID_LOG_ERROR),
+              std::vector<std::string>{"[registerEventListener] null listener"});
+    EXPECT_FALSE(Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::HDR_CHANGE));
+}
+
+TEST_F(EventDispatchTest, TheInformationListenerGetsTheValueWithAnEmptyPayload) {
+    Codec2InfoInternal::addStreamInfo(makeStream(3));
+    sp<MockInfoListener> info = makeInfoListener();
+    sp<MockEventListener> events = makeEventListener();
+    EXPECT_EQ(registerInfoListener(3, info, {}), CmtReturn::SUCCESS);
+    registerEventListener(3, {"hdr_change"}, events);
+
+    InSequence inOrder;
+    EXPECT_CALL(*events, notified("hdr_change", 42, "1920x1080"));
+    EXPECT_CALL(*info, notified(3, 9, 0, ""));
+    EXPECT_CALL(*info, notified(3, 0, 0, ""));  // unnamed: no event listener, still this one
+    EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::HDR_CHANGE, kPayload));
+    EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::NONE, kPayload));
+}
+
+TEST_F(EventDispatchTest, TheInformationListenerFilterDecidesWhatItHears) {
+    Codec2InfoInternal::addStreamInfo(makeStream(3));
+    sp<MockInfoListener> info = makeInfoListener();
+    registerInfoListener(3, info, {8, 27});
+    EXPECT_CALL(*info, notified(3, 27, 0, ""));
+    EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::BITRATE_CHANGE));
+    EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::HDR_CHANGE));  // filtered
+    EXPECT_FALSE(Codec2InfoInternal::postCodec2EventToAPK(4, NotifyEvent::BITRATE_CHANGE));
+
+    // Registering again replaces listener and filter.
+    sp<MockInfoListener> replacement = makeInfoListener();
+    registerInfoListener(3, replacement, {});
+    EXPECT_CALL(*replacement, notified(3, 9, 0, ""));
+    Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::HDR_CHANGE);
+}
+
+TEST_F(EventDispatchTest, InformationListenersNeedAStreamAndStayAfterUnregistering) {
+    sp<MockInfoListener> info = makeInfoListener();
+    LogCapture log;
+    EXPECT_EQ(mService->unregisterListener(3), CmtReturn::SUCCESS);
+    EXPECT_EQ(log.texts(ANDROID_LOG_ERROR),
+              std::vector<std::string>{"[L 553][unregisterListener]  unregisterListener is empty"});
+    Codec2InfoInternal::addStreamInfo(makeStream(3));
+    log.clear();
+    EXPECT_EQ(registerInfoListener(0x100000003ull, info, {}), CmtReturn::FAILURE);
+    EXPECT_EQ(registerInfoListener(4, info, {}), CmtReturn::FAILURE);
+    EXPECT_EQ(log.texts(ANDROID_LOG_ERROR),
+              (std::vector<std::string>{
+                      "[L 542][registerListener]  uniqueId(4294967299) is not exist",
+                      "[L 542][registerListener]  uniqueId(4) is not exist"}));
+
+    EXPECT_EQ(registerInfoListener(3, info, {}), CmtReturn::SUCCESS);
+    log.clear();
+    EXPECT_EQ(mService->unregisterListener(7), CmtReturn::FAILURE);
+    EXPECT_EQ(
+            log.texts(ANDROID_LOG_ERROR),
+            std::vector<std::string>{"[L 562][unregisterListener]  uniqueId(7) is not exist, ok"});
+    EXPECT_EQ(mService->unregisterListener(0x500000003ull), CmtReturn::SUCCESS);  // lower bits
+    EXPECT_CALL(*info, notified(_, _, _, _)).Times(0);
+    EXPECT_FALSE(Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::HDR_CHANGE));
+
+    // Registration needs the stream at that moment.
+    Codec2InfoInternal::removeStreamInfoByUniqueId(3);
+    EXPECT_EQ(registerInfoListener(3, info, {}), CmtReturn::FAILURE);
+}
+
+TEST_F(EventDispatchTest, AnInformationListenerOutlivesItsStream) {
+    Codec2InfoInternal::addStreamInfo(makeStream(3));
+    sp<MockInfoListener> info = makeInfoListener();
+    registerInfoListener(3, info, {});
+    Codec2InfoInternal::removeStreamInfoByUniqueId(3);
+    EXPECT_CALL(*info, notified(3, 9, 0, ""));
+    EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::HDR_CHANGE));
+}
+
+TEST_F(EventDispatchTest, PostingWritesItsDebugLines) {
+    Codec2InfoInternal::addStreamInfo(makeStream(3));
+    turnLogSwitchOn();
+    sp<MockInfoListener> info = makeInfoListener();
+    sp<MockEventListener> events = makeEventListener();
+    registerInfoListener(3, info, {});
+    registerEventListener(3, {"hdr_change"}, events);
+    EXPECT_CALL(*info, notified(_, _, _, _)).Times(2);
+    EXPECT_CALL(*events, notified(_, _, _));
+
+    LogCapture log;
+    Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::HDR_CHANGE);
+    Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::RESERVED_2);
+    Codec2InfoInternal::postCodec2EventToAPK(8, NotifyEvent::HDR_CHANGE);
+    EXPECT_EQ(
+            log.texts(ANDROID_LOG_DEBUG),
+            (std::vector<std::string>{
+                    "[L 794][postCodec2EventToAPK]",
+                    "[L 802][postCodec2EventToAPK] hdr_change event",
+                    "[L 817][postCodec2EventToAPK] onNotify Event, streamId 3",
+                    "[L 826][postCodec2EventToAPK] unlock",
+                    "[L 213][postCodec2EventToAPK] =[1]postCodec2EventToAPK  9",
+                    "[L 219][postCodec2EventToAPK] [2]postCodec2EventToAPK  9",
+                    "[L 794][postCodec2EventToAPK]", "[L 799][postCodec2EventToAPK] Unknown event",
+                    "[L 213][postCodec2EventToAPK] =[1]postCodec2EventToAPK  2",
+                    "[L 219][postCodec2EventToAPK] [2]postCodec2EventToAPK  2",
+                    "[L 794][postCodec2EventToAPK]",
+                    "[L 802][postCodec2EventToAPK] hdr_change event",
+                    "[L 826][postCodec2EventToAPK] unlock",
+                    "[L 228][postCodec2EventToAPK] postCodec2EventToAPK  9, uniqueStreamId not "
+                    "exist"}));
+}
+
+}  // namespace
+}  // namespace c2info_test
