@@ -22,7 +22,8 @@
 //                                FrameMetaData
 //
 // detile() converts a tiled NV12 source into a linear NV12 destination of the
-// same size; getMetaData() reads the block a producer stored. Every geometry
+// same size; getMetaData() reads the block a producer stored. Mappings of the
+// buffers are kept between calls (see MappingCache). Every geometry
 // is checked against the real size of the memory first: anything that would
 // reach outside it, or a handle without a descriptor, is refused with a
 // negative errno status.
@@ -31,6 +32,9 @@
 #include <cutils/native_handle.h>
 
 #include <cstdint>
+#include <memory>
+
+class MappingCache;
 
 class FrameGenerator {
 public:
@@ -65,6 +69,10 @@ public:
                const BufferInfo& dstInfo);
     // Fills *out (given zeroed) from the buffer's metadata block.
     int getMetaData(const native_handle* handle, const BufferInfo& info, FrameMetaData* out);
+
+private:
+    // Safe for concurrent calls: one converter serves every client.
+    std::unique_ptr<MappingCache> mMappings;
 };
 
 static_assert(sizeof(FrameGenerator::BufferInfo) == 40, "BufferInfo layout");

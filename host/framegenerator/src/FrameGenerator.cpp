@@ -1,15 +1,13 @@
 #include <FrameGenerator.h>
 #include <FrameGeometry.h>
 #include <libyuv/convert.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
 
-#include "SharedMemory.h"
+#include "MappingCache.h"
 
-FrameGenerator::FrameGenerator() = default;
+FrameGenerator::FrameGenerator() : mMappings(std::make_unique<MappingCache>()) {}
 FrameGenerator::~FrameGenerator() = default;
 
 int FrameGenerator::detile(const native_handle* src, const native_handle* dst,
@@ -17,16 +15,16 @@ int FrameGenerator::detile(const native_handle* src, const native_handle* dst,
     if (srcInfo.format != kFormatTiledNV12 || dstInfo.format != kFormatLinearNV12) return -EINVAL;
     if (srcInfo.width != dstInfo.width || srcInfo.height != dstInfo.height) return -EINVAL;
 
-    SharedMemory source(src, PROT_READ);
-    SharedMemory destination(dst, PROT_READ | PROT_WRITE);
-    if (!source.valid() || !destination.valid()) return -EBADF;
-    if (!framegeometry::fits(srcInfo, source.size()) ||
-        !framegeometry::fits(dstInfo, destination.size())) {
+    std::shared_ptr<const MappingCache::Mapping> source = mMappings->map(src, false);
+    std::shared_ptr<const MappingCache::Mapping> destination = mMappings->map(dst, true);
+    if (source == nullptr || destination == nullptr) return -EBADF;
+    if (!framegeometry::fits(srcInfo, source->size()) ||
+        !framegeometry::fits(dstInfo, destination->size())) {
         return -EINVAL;
     }
 
-    const uint8_t* in = source.data();
-    uint8_t* out = destination.data();
+    const uint8_t* in = source->data();
+    uint8_t* out = destination->data();
     int status =
             libyuv::MM21ToNV12(in + srcInfo.lumaOffset, static_cast<int>(srcInfo.lumaStride),
                                in + srcInfo.chromaOffset, static_cast<int>(srcInfo.chromaStride),
@@ -39,14 +37,14 @@ int FrameGenerator::detile(const native_handle* src, const native_handle* dst,
 int FrameGenerator::getMetaData(const native_handle* handle, const BufferInfo& info,
                                 FrameMetaData* out) {
     if (out == nullptr) return -EINVAL;
-    SharedMemory memory(handle, PROT_READ);
-    if (!memory.valid()) return -EBADF;
+    std::shared_ptr<const MappingCache::Mapping> memory = mMappings->map(handle, false);
+    if (memory == nullptr) return -EBADF;
     uint64_t end;
     if (__builtin_add_overflow(info.metadataOffset, framegeometry::kMetaDataBlockSize, &end) ||
-        end > memory.size()) {
+        end > memory->size()) {
         return -EINVAL;
     }
-    const uint8_t* block = memory.data() + info.metadataOffset;
+    const uint8_t* block = memory->data() + info.metadataOffset;
     if (memcmp(block, kMetaDataMagic, sizeof(kMetaDataMagic)) != 0) return -ENODATA;
     memcpy(out, block + sizeof(kMetaDataMagic), sizeof(*out));
     return 0;
