@@ -61,11 +61,16 @@ struct _EventListenerInfo {
     sp<ICodec2InfoServiceEventListener> listener;
 };
 
+struct _DiffInfo;
+
 class Codec2InfoService : public ICodec2InfoService {
 public:
     // The singleton, created by the first call.
     static sp<Codec2InfoService> getInstance();
     ~Codec2InfoService() override;
+
+    // IBase: the lshal debug interface.
+    Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& args) override;
 
     // ICmtInfoService
     Return<CmtReturn> registerListener(uint64_t uniqueId,
@@ -161,6 +166,31 @@ private:
     bool postEvent(uint32_t uniqueStreamId, NotifyEvent event, const CmtInfoStruct& info);
     std::shared_ptr<FrameGenerator> frameGenerator();
 
+    // The debug commands, each writing to fd.
+    void cmdOtpions(int fd, const hidl_vec<hidl_string>& args);
+    void cmdDefault(int fd);
+    void cmdHelp(int fd);
+    void cmdEnable(int fd);
+    void cmdDisable(int fd);
+    void cmdDump(int fd);
+    void cmdOwner(int fd);
+    void cmdReloadProp(int fd);
+    void cmdReset(int fd);
+    void cmdC2Dump(int fd, int streamId, bool enable);
+    std::shared_ptr<Codec2InfoDebugTarget> getDebugTarget(std::string_view name);
+    std::vector<std::shared_ptr<Codec2InfoDebugTarget>> debugTargets();
+
+    // The debug monitor and its snapshots.
+    void debugMonitorTask();
+    void getDebugInfo_l();
+    void enableDebug_l();
+    void disableDebug_l();
+    void setComponentsDebug_l(bool enable);
+    void dumpDebugInfo_l(int fd);
+    void dumpDebugInfoDiff_l(int fd, _DiffInfo& diff, _DebugDescription& older,
+                             _DebugDescription& newer);
+    void dumpGetOwner_l(int fd);
+
     // The singleton: set once, never destroyed (see getInstance()).
     static std::atomic<Codec2InfoService*> mInstance;
 
@@ -195,6 +225,10 @@ private:
     std::map<uint32_t, _DebugDescription> mDebugDescList[2];
     uint64_t mDebugInfoCount = 0;
     std::vector<std::shared_ptr<Codec2InfoDebugTarget>> mDebugTargets;
+    // Guards mDebugTargets only; never held while calling out.
+    std::mutex mDebugTargetsLock;
+    // Serves debug requests one at a time; taken before the main lock.
+    std::mutex mDebugCommandLock;
 };
 
 }  // namespace implementation

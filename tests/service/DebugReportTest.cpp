@@ -1,0 +1,405 @@
+// The dump report, read through the default debug command: its two passes a
+// second apart print one generation, then both with their difference.
+#include <cstdlib>
+
+#include "support/DebugTestSupport.h"
+
+namespace c2info_test {
+namespace {
+
+const std::string kEquals(99, '=');
+const std::string kDashes(99, '-');
+
+std::string join(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) text += line + "\n";
+    return text;
+}
+
+// The text between the line that starts with `begin` and the next line
+// that starts with `end`, both excluded; from the n-th `begin` on.
+std::string section(const std::string& output, const std::string& begin, const std::string& end,
+                    int nth = 0) {
+    std::vector<std::string> lines = linesOf(output);
+    std::vector<std::string> inside;
+    int seen = -1;
+    bool in = false;
+    for (const std::string& line : lines) {
+        if (!in && line.rfind(begin, 0) == 0 && ++seen == nth) {
+            in = true;
+        } else if (in && line.rfind(end, 0) == 0) {
+            break;
+        } else if (in) {
+            inside.push_back(line);
+        }
+    }
+    return join(inside);
+}
+
+// 01-04 01:01:01.250 UTC.
+_DebugDescription olderSnapshot() {
+    _DebugDescription d = snapshotAt(3 * 86400 + 3600 + 61, 250000000);
+    d.component = "c2.lark.avc.decoder";
+    d.init = d.header = d.firstFrameRdy = 1;
+    d.sideBand = 1;
+    d.renderMode = 2;
+    d.inputSource = 5;
+    d.hdrType = 1;
+    d.secureMode = 1;
+    d.pqType = 3;
+    d.aiVision = 1;
+    d.postProcessOff = 1;
+    d.singleBuffer = 1;
+    d.inputPortDelay = 4;
+    d.outputPortDelay = 2;
+    d.requestBufCnt = 12;
+    d.allocatedBufCnt = 10;
+    d.pendingES = 3;
+    d.pendingFB = 2;
+    d.pendingSBB = 1;
+    d.pendingSBW = 5;
+    d.timestamp = 33366666;
+    d.workIn = 1200;
+    d.workOut = 1190;
+    d.input = 1250;
+    d.decode = 1195;
+    d.push = 1240;
+    d.pop = 1230;
+    d.skip = 5;
+    d.queue = 1180;
+    d.get = 1175;
+    d.drop = 7;
+    d.inputLate = 2;
+    d.decodeLate = 1;
+    d.fbLate = 3;
+    d.busy = 9;
+    d.back = 1;
+    d.width = 3840;
+    d.height = 2160;
+    d.frameRate = 59940;
+    d.frameInterval = 16683;
+    d.hwSyncId = 17;
+    d.tpcPipelineConnected = 1;
+    d.firstPts = 90000;
+    d.firstFrameNotifiedToTpc = 1;
+    d.connectedDispLinkId = 2;
+    d.state = 3;
+    d.c2BwmReady = d.preloadDone = d.toPts = d.dispLinkOpened = d.dispLinkConfigured = 1;
+    d.isDtv = d.dtvInitialDropBegin = d.dtvInitialDropFinish = 1;
+    d.dtvInitialDropStartTime = 1000;
+    d.dtvInitialDropDueTime = 2000;
+    d.dtvInitialDropTargetPts = 3000;
+    d.lastGetPts = 4000;
+    d.sysTimeUs = 5000;
+    d.pendingFlip = 1;
+    d.pendingRender = 2;
+    d.queueCnt = 600;
+    d.flipCnt = 598;
+    d.usingClock = "videoSync";
+    d.clockTime_internal = 7000;
+    d.clockTime_videoSync = 7001;
+    d.clockTime_using = 7002;
+    d.executeCount = 40;
+    d.finishCount = 39;
+    d.executeFlushCount = 1;
+    d.c2BwmPending = 2;
+    d.c2BwmState = 4;
+    d.decHandle = 0xbeef;
+    d.firstFrame = d.streamOn = 1;
+    d.signal = 2;
+    d.muteFactor = 3;
+    d.hdr10pAllm = d.sbtmMode = 1;
+    d.contentType = 2;
+    d.colorDepth = 10;
+    d.colorFormat = 1;
+    d.vrr = 1;
+    d.displayMode = 2;
+    d.afd = 8;
+    d.picAr = 3;
+    d.matrixCoeff = 9;
+    d.colorimetry = 6;
+    return d;
+}
+
+// One and a half seconds later, with the counters moved on.
+_DebugDescription newerSnapshot() {
+    _DebugDescription d = olderSnapshot();
+    d.recordTime.tv_sec += 1;
+    d.recordTime.tv_nsec += 500000000;
+    d.recordTimeNs += 1500000000;
+    d.decode += 60;
+    d.workIn += 62;
+    d.workOut += 60;
+    d.fbLate += 4;
+    d.timestamp += 1000000;
+    d.input += 62;
+    d.inputLate += 6;
+    d.push += 62;
+    d.pop += 60;
+    d.queue += 60;
+    d.get += 60;
+    d.pendingES = 1;    // wraps: 1 - 3 is 254
+    d.pendingFlip = 0;  // and 0 - 1 is 255
+    d.queueCnt += 60;
+    d.flipCnt += 59;
+    d.clockTime_internal += 1000;
+    d.clockTime_videoSync += 1000;
+    d.clockTime_using += 1000;
+    d.executeCount += 60;
+    d.finishCount += 60;
+    d.c2BwmPending = 0;
+    d.c2BwmState = 5;
+    return d;
+}
+
+class DebugReportTest : public ServiceTest {
+protected:
+    void SetUp() override {
+        setenv("TZ", "UTC", 1);
+        tzset();
+        ServiceTest::SetUp();
+    }
+    std::string defaultCommand() { return withoutSystemTimes(runDebug(*mService, {})); }
+};
+
+TEST_F(DebugReportTest, WithoutComponentsBothPassesPrintEmptyGenerations) {
+    auto generations = [](int count, int latest) {
+        int older = 1 - latest;
+        return std::vector<std::string>{
+                "C2 LsHal Ver-1.3 - Dumping C2 info, System Time: <now>",
+                "===== Total Cnt of GetDebugInfo: " + std::to_string(count) +
+                        ", Latest DebugDescList index: " + std::to_string(latest) + " " +
+                        std::string(65, '='),
+                "===== DebugDescList[" + std::to_string(older) + "] Begin " + std::string(94, '='),
+                "===== DebugDescList[" + std::to_string(older) + "] End " + std::string(96, '='),
+                "",
+                "===== DebugDescList[" + std::to_string(latest) + "] Begin " + std::string(94, '='),
+                "===== DebugDescList[" + std::to_string(latest) + "] End " + std::string(96, '='),
+                "",
+                "C2 LsHal Ver-1.3 - No codec2 can dump, System Time: <now>"};
+    };
+    std::vector<std::string> expected = {"C2 LsHal Ver-1.3 - Default", "System Time: <now>"};
+    for (const std::string& line : generations(1, 1)) expected.push_back(line);
+    expected.push_back("sleep 1 second...");
+    expected.push_back("System Time: <now>");
+    for (const std::string& line : generations(2, 0)) expected.push_back(line);
+    EXPECT_EQ(defaultCommand(), join(expected));
+}
+
+TEST_F(DebugReportTest, ASnapshotBlockShowsEveryField) {
+    DebugComponent component;
+    component.registerFor(7);
+    component.setSnapshots({olderSnapshot()});
+    std::string output = defaultCommand();
+    EXPECT_EQ(
+            section(output, "===== DebugDescList[1] Begin", "===== DebugDescList[1] End"),
+            join({kEquals,
+                  "  strId(7) - component(c2.lark.avc.decoder) [3840 x 2160 @ 59940, i/p(0)] "
+                  "1/fr(16.7)",
+                  "  RecordTime: 01-04 01:01:01.250",
+                  kDashes,
+                  "  init(1) header(1) eosIn(0) eosOut(0) flushing(0) stopping(0)",
+                  "  releasing(0) released(0) releaseProgress(0)",
+                  "  sideBand(1) bufferQueue(0) renderMode(2) secureMode(1) inputSource(5) "
+                  "hdrType(1)",
+                  "  inputPassthrough(0) postProcess(0) pqType(3) aiVision(1)",
+                  kDashes,
+                  "  decode /  fps / late  |  workIn / workOut / diff /  busy  | fb late |  gap / "
+                  "back / timestamp",
+                  "    1195 /  0.0 /    1  |    1200 /    1190 /   10 /     9  |       3 |    0 / "
+                  "   1 / 33366666",
+                  kDashes,
+                  "   input /  fps / late  |   push |    pop | skip |  queue |    get | drop | "
+                  "pending(ES/FB/VDEC)",
+                  "    1250 /  0.0 /    2  |   1240 |   1230 |    5 |   1180 |   1175 |    7 |  "
+                  "      ( 3/ 2/  50)",
+                  kDashes,
+                  "  singleBuffer(1) requestBufCnt(12) allocatedBufCnt(10) inputPortDelay(4) "
+                  "outputPortDelay(2)",
+                  kDashes,
+                  "  hwSyncId(17) tpcPipelineConnected(1) tpcPipelineDisconnected(0)",
+                  "  firstPts(90000) firstFrameNotifiedToTpc(1) pauseState(0) "
+                  "connectedDispLinkId(2)",
+                  "-----------------------------------------------SideBand-----------------------"
+                  "---------------------",
+                  "  state(3) c2BwmReady(1) bypassMode(0) preloadDone(1) toPts(1) | DispLink - "
+                  "opened(1) configured(1) disconnect(0)",
+                  "  1stFrameRdy(1) queueCnt(600) flipCnt(598) pendingFlip(1) pendingRender(2) "
+                  "pendingSBB(1) pendingSBW(5)",
+                  "  usingClock(videoSync) clockTime_using(7002) clockTime_internal(7000) "
+                  "clockTime_videoSync(7001)",
+                  "  autoDrop(0) isDtv(1) dtvInitialDropBegin(1) dtvInitialDropFinish(1)",
+                  "  dtvInitialDropStartTime(1000) dtvInitialDropDueTime(2000) sysTimeUs(5000) "
+                  "dtvInitialDropTargetPts(3000) lastGetPts(4000)",
+                  "---------------------------------------HDMI/ATV/CVBS/YPBPR "
+                  "state-----------------------------------",
+                  "  DecHandle(0xbeef) Pause(0) FirstFrame(1) StreamOn(1) Signal(2) "
+                  "MuteAction(0) MuteFactor(3)",
+                  "  ALLM(0) DV_GAME(0) HDR10pALLM(1) FMM_Mode(0) SBTM_mode(1) ContentType(2) "
+                  "ColorDepth(10) ColorFormat(1)",
+                  "  SSTM(0) VRR(1) DisplayMode(2) AFD(8) PIC_AR(3), IMAX(0), MatrixCoeff(9), "
+                  "Colorimetry(6)",
+                  kEquals}));
+    EXPECT_EQ(component.debugSwitches(), (std::vector<bool>{true, true, false}));
+}
+
+TEST_F(DebugReportTest, ADiffBlockShowsWrappingDifferencesAndAVerdict) {
+    DebugComponent component;
+    component.registerFor(7);
+    component.setSnapshots({olderSnapshot(), newerSnapshot()});
+    std::string output = defaultCommand();
+    // Right after the first snapshot the difference section is empty.
+    EXPECT_EQ(
+            section(output, "===== Each Stream Info Diff Begin", "===== Each Stream Info Diff End"),
+            "");
+    EXPECT_EQ(
+            section(output, "===== Each Stream Info Diff Begin", "===== Each Stream Info Diff End",
+                    1),
+            join({kEquals,
+                  "  strId(7) Diff of debug info  RecordTime: 01-01 00:00:01.500",
+                  kDashes,
+                  "  decode /  fps / late  |  workIn / workOut / diff /  busy  | fb late |  gap / "
+                  "back / timestamp",
+                  "      60 /  0.0 /    0  |      62 /      60 /    2 /     0  |       4 |    0 / "
+                  "   0 / 1000000",
+                  kDashes,
+                  "   input /  fps / late  |   push |    pop | skip |  queue |    get | drop | "
+                  "pending(ES/FB/VDEC)",
+                  "      62 /  0.0 /    6  |     62 |     60 |    0 |     60 |     60 |    0 |  "
+                  "      (254/ 0/   0)",
+                  kDashes,
+                  "  requestBufCnt(0) allocatedBufCnt(0) inputPortDelay(0) outputPortDelay(0)",
+                  "-----------------------------------------------SideBand-----------------------"
+                  "---------------------",
+                  "  queueCnt(60) flipCnt(59) pendingFlip(255) pendingRender(0) pendingSBB(0) "
+                  "pendingSBW(0)",
+                  "  usingClock(videoSync) clockTime_using(1000) clockTime_internal(1000) "
+                  "clockTime_videoSync(1000)",
+                  "-------------------------------------------C2BWM STATE "
+                  ":(5)---------------------------------------",
+                  "  executeCount(60) finishCount(60) executeFlushCount(0) pending(-2)",
+                  kEquals,
+                  "",
+                  "Probable candidate for playback stuck or not smooth (if existed):",
+                  "  Input ES in low speed ",
+                  "  dispatch to **Apk(depends on application) owner** ",
+                  "  Frame late count lower than 5 ",
+                  "  dispatch to **C2 VCodecVideo owner** "}));
+}
+
+// Each stream's verdict, for streams at the edges of the thresholds; one
+// default command analyses all of them, each on its own.
+TEST_F(DebugReportTest, VerdictsFollowTheirThresholdsPerStream) {
+    struct Case {
+        uint32_t streamId;
+        int32_t inputLateRise;
+        uint32_t frameRate;
+        int32_t fbLateRise;
+        uint8_t inputSource;
+        bool sideBand;
+        std::vector<std::string> verdict;
+    } cases[] = {
+            {1,
+             5,
+             60000,
+             4,
+             0,
+             false,
+             {"  [Checked] Input ES not in low speed", "  Frame late count lower than 5 ",
+              "  dispatch to **C2 VCodecHdmi owner** "}},
+            {2,
+             6,
+             0,
+             5,
+             1,
+             false,
+             {"  [Checked] Input ES not in low speed", "  [Checked] Frame late count over 5"}},
+            {3,
+             6,
+             1,
+             5,
+             2,
+             true,
+             {"  Input ES in low speed ", "  dispatch to **Apk(depends on application) owner** ",
+              "  [Checked] Frame late count over 5"}},
+            {4,
+             0,
+             0,
+             -1,
+             3,
+             false,
+             {"  [Checked] Input ES not in low speed", "  Frame late count lower than 5 ",
+              "  dispatch to **C2 VCodecComponent owner** "}},
+            {5,
+             0,
+             0,
+             0,
+             4,
+             false,
+             {"  [Checked] Input ES not in low speed", "  Frame late count lower than 5 ",
+              "  dispatch to **C2 VCodecComposite owner** "}},
+            {6,
+             0,
+             0,
+             0,
+             6,
+             false,
+             {"  [Checked] Input ES not in low speed", "  Frame late count lower than 5 ",
+              "  dispatch to **C2 VCodecVideo owner** "}},
+            {7,
+             0,
+             0,
+             0,
+             7,
+             false,
+             {"  [Checked] Input ES not in low speed", "  Frame late count lower than 5 ",
+              "  dispatch to **C2 VCodecImage owner** "}},
+            {8,
+             0,
+             0,
+             0,
+             9,
+             false,
+             {"  [Checked] Input ES not in low speed", "  Frame late count lower than 5 ",
+              "  dispatch to **C2 VCodecVideo owner** "}},
+    };
+    std::vector<std::unique_ptr<DebugComponent>> components;
+    for (const Case& c : cases) {
+        _DebugDescription older = snapshotAt(100), newer = snapshotAt(101);
+        older.inputSource = newer.inputSource = c.inputSource;
+        older.sideBand = newer.sideBand = c.sideBand;
+        newer.inputLate = c.inputLateRise;
+        newer.fbLate = c.fbLateRise;
+        newer.frameRate = c.frameRate;
+        components.push_back(std::make_unique<DebugComponent>());
+        components.back()->registerFor(c.streamId);
+        components.back()->setSnapshots({older, newer});
+    }
+    std::string diffs = section(defaultCommand(), "===== Each Stream Info Diff Begin",
+                                "===== Each Stream Info Diff End", 1);
+    std::vector<std::string> lines = linesOf(diffs);
+    size_t at = 0;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.streamId);
+        auto probable =
+                std::find(lines.begin() + at, lines.end(),
+                          "Probable candidate for playback stuck or not smooth (if existed):");
+        ASSERT_NE(probable, lines.end());
+        std::vector<std::string> verdict(probable + 1, probable + 1 + c.verdict.size());
+        EXPECT_EQ(verdict, c.verdict);
+        at = probable - lines.begin() + 1;
+    }
+}
+
+TEST_F(DebugReportTest, AClockSetBackShowsANegativeTimeDifference) {
+    DebugComponent component;
+    component.registerFor(3);
+    component.setSnapshots({snapshotAt(200, 0), snapshotAt(197, 750000000)});
+    std::vector<std::string> lines = linesOf(defaultCommand());
+    EXPECT_NE(std::find(lines.begin(), lines.end(),
+                        "  strId(3) Diff of debug info  RecordTime: -01-01 00:00:02.250"),
+              lines.end());
+}
+
+}  // namespace
+}  // namespace c2info_test

@@ -1,0 +1,94 @@
+#include "DebugTestSupport.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <regex>
+#include <sstream>
+#include <thread>
+
+namespace c2info_test {
+
+std::string runDebug(Codec2InfoService& service, const std::vector<std::string>& args) {
+    int fd = memfd_create("lshal-debug", MFD_CLOEXEC);
+    native_handle_t* handle = native_handle_create(1, 0);
+    handle->data[0] = fd;
+    hidl_vec<hidl_string> words(args.begin(), args.end());
+    EXPECT_TRUE(service.debug(hidl_handle(handle), words).isOk());
+
+    std::string output;
+    char buffer[4096];
+    lseek(fd, 0, SEEK_SET);
+    for (ssize_t n; (n = read(fd, buffer, sizeof(buffer))) > 0;) output.append(buffer, n);
+    native_handle_close(handle);
+    native_handle_delete(handle);
+    return output;
+}
+
+std::string withoutSystemTimes(const std::string& output) {
+    static const std::regex kTime("System Time: \\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}");
+    return std::regex_replace(output, kTime, "System Time: <now>");
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+void DebugComponent::registerFor(uint32_t streamId) {
+    auto callbacks = std::make_shared<Callbacks>();
+    callbacks->getDebugInfoCb = [this](_DebugDescription* d) {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (!mRecords.empty()) {
+            size_t n = std::min<size_t>(mSnapshots, mRecords.size() - 1);
+            *d = mRecords[n];
+        }
+        ++mSnapshots;
+    };
+    callbacks->enableDebugCb = [this](bool enable) {
+        std::lock_guard<std::mutex> lock(mLock);
+        mDebugSwitches.push_back(enable);
+    };
+    callbacks->c2DumpCb = [this](bool enable) {
+        std::lock_guard<std::mutex> lock(mLock);
+        mDumpSwitches.push_back(enable);
+    };
+    callbacks->reloadPropCb = [this] { ++mPropertyReloads; };
+    Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, streamId);
+}
+
+void DebugComponent::setSnapshots(std::vector<_DebugDescription> snapshots) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mRecords = std::move(snapshots);
+}
+
+bool DebugComponent::waitForSnapshots(int count) {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (mSnapshots < count) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+std::vector<bool> DebugComponent::debugSwitches() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mDebugSwitches;
+}
+
+std::vector<bool> DebugComponent::dumpSwitches() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mDumpSwitches;
+}
+
+_DebugDescription snapshotAt(time_t seconds, long nanoseconds) {
+    _DebugDescription d{};
+    d.recordTime.tv_sec = seconds;
+    d.recordTime.tv_nsec = nanoseconds;
+    d.recordTimeNs = static_cast<uint64_t>(seconds) * 1000000000 + nanoseconds;
+    return d;
+}
+
+}  // namespace c2info_test

@@ -1,0 +1,58 @@
+// Helpers for the diagnostics tests: a debug request with a real file
+// descriptor, and a component whose snapshots the test decides.
+#pragma once
+
+#include <DebugDescription.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "ServiceTestSupport.h"
+
+namespace c2info_test {
+
+using ::vendor::larkspan::hardware::c2::info::implementation::_DebugDescription;
+
+// Runs `lshal debug` with these words on a memfd and returns what was written.
+std::string runDebug(Codec2InfoService& service, const std::vector<std::string>& args);
+
+// The wall-clock times of "System Time" lines replaced by "<now>".
+std::string withoutSystemTimes(const std::string& output);
+
+// The lines of a text, without their newlines.
+std::vector<std::string> linesOf(const std::string& text);
+
+// A component that answers snapshots with records the test sets (record
+// times included, for output that does not depend on the clock) and counts
+// what the service asks of it.
+class DebugComponent {
+public:
+    // Registers its callables for the stream.
+    void registerFor(uint32_t streamId);
+    // The record of the n-th snapshot (from 0); the last one repeats.
+    void setSnapshots(std::vector<_DebugDescription> snapshots);
+    // Waits until at least count snapshots were taken; false after 10 s.
+    bool waitForSnapshots(int count);
+
+    int snapshots() const { return mSnapshots; }
+    std::vector<bool> debugSwitches() const;
+    std::vector<bool> dumpSwitches() const;
+    int propertyReloads() const { return mPropertyReloads; }
+
+private:
+    mutable std::mutex mLock;
+    std::vector<_DebugDescription> mRecords;
+    std::atomic<int> mSnapshots{0};
+    std::vector<bool> mDebugSwitches;
+    std::vector<bool> mDumpSwitches;
+    std::atomic<int> mPropertyReloads{0};
+};
+
+// A snapshot with a fixed record time (seconds since the epoch, UTC).
+_DebugDescription snapshotAt(time_t seconds, long nanoseconds = 0);
+
+}  // namespace c2info_test
