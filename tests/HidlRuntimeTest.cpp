@@ -63,20 +63,6 @@ TEST(HidlRuntimeTest, StringsAndVectorsCopyDeeply) {
     EXPECT_EQ(recordCopy.streamid, 7u);
 }
 
-TEST(HidlRuntimeTest, ExternalBuffersAreNotOwned) {
-    std::string text = "borrowed";
-    int values[] = {1, 2, 3};
-    {
-        hidl_string s;
-        s.setToExternal(text.data(), text.size());
-        hidl_vec<int> v;
-        v.setToExternal(values, 3);
-        EXPECT_EQ(std::string(s), "borrowed");
-        EXPECT_EQ(v[2], 3);
-    }  // nothing is freed here: AddressSanitizer would report it
-    EXPECT_EQ(values[0], 1);
-}
-
 TEST(HidlRuntimeTest, HandleFromPointerIsBorrowedAndCopyIsOwnedClone) {
     native_handle_t* raw = makeHandleWithOneFd();
     int cloneFd;

@@ -57,19 +57,5 @@ TEST(ServiceObjectTest, EventNamesMapBothWays) {
     }
 }
 
-TEST(ServiceObjectTest, ANewServiceHoldsNothing) {
-    sp<Codec2InfoService> service = Codec2InfoService::getInstance();
-    int calls = 0;
-    service->getStreamList([&](InfoReturn ret, const hidl_vec<ST_STREAM_LIST>& list) {
-        ++calls;
-        EXPECT_EQ(ret, InfoReturn::SUCCESS);
-        EXPECT_EQ(list.size(), 0u);
-    });
-    EXPECT_EQ(calls, 1);
-    EXPECT_EQ(Codec2InfoInternal::getDropMode(), 0u);
-    EXPECT_EQ(Codec2InfoInternal::getBootCompleteTime(), 0);
-    EXPECT_EQ(service->releaseVDECBuffer(1), InfoReturn::FAILURE);
-}
-
 }  // namespace
 }  // namespace c2info_test

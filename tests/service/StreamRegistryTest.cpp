@@ -42,7 +42,7 @@ TEST_F(StreamRegistryTest, AddingAStreamAgainReplacesItAtTheEndAndTellsNobody) {
     EXPECT_EQ(streams[1], second);
 }
 
-TEST_F(StreamRegistryTest, RemovalDropsEveryMatchingRecordAndTellsListenersFirst) {
+TEST_F(StreamRegistryTest, RemovalDropsEveryMatchingRecordAndTellsOfEach) {
     Codec2InfoInternal::addStreamInfo(makeStream(1, "one"));
     Codec2InfoInternal::addStreamInfo(makeStream(2, "two"));
     Codec2InfoInternal::addStreamInfo(makeStream(3, "three"));
@@ -189,14 +189,6 @@ TEST_F(StreamRegistryTest, UpdateDebugLinesShowTheStoredValuesInTheirWidths) {
                     "[updateStreamInfo] attr:10", "[updateStreamInfo] value:-2, size:4",
                     "[updateStreamInfo] attr:1", "[updateStreamInfo] value:4000000000, size:4",
                     "[updateStreamInfo] attr:15", "[updateStreamInfo] value:4294967296, size:2"}));
-}
-
-TEST_F(StreamRegistryTest, ClientsGetADeepCopyOfTheRegistry) {
-    Codec2InfoInternal::addStreamInfo(makeStream(1, "before"));
-    std::vector<ST_STREAM_LIST> copy = streamList();
-    Codec2InfoInternal::addStreamInfo(makeStream(1, "after"));
-    EXPECT_EQ(copy[0].info, "before");
-    EXPECT_EQ(streamList()[0].info, "after");
 }
 
 }  // namespace

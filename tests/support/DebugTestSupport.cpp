@@ -37,7 +37,12 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
+DebugComponent::~DebugComponent() {
+    for (uint32_t streamId : mStreamIds) Codec2InfoInternal::removeStreamInfoByUniqueId(streamId);
+}
+
 void DebugComponent::registerFor(uint32_t streamId) {
+    mStreamIds.push_back(streamId);
     auto callbacks = std::make_shared<Callbacks>();
     callbacks->getDebugInfoCb = [this](_DebugDescription* d) {
         std::lock_guard<std::mutex> lock(mLock);

@@ -31,6 +31,9 @@ std::vector<std::string> linesOf(const std::string& text);
 // what the service asks of it.
 class DebugComponent {
 public:
+    // Takes its callables back, so that a monitor still running never calls
+    // a component that is gone.
+    ~DebugComponent();
     // Registers its callables for the stream.
     void registerFor(uint32_t streamId);
     // The record of the n-th snapshot (from 0); the last one repeats.
@@ -45,6 +48,7 @@ public:
 
 private:
     mutable std::mutex mLock;
+    std::vector<uint32_t> mStreamIds;
     std::vector<_DebugDescription> mRecords;
     std::atomic<int> mSnapshots{0};
     std::vector<bool> mDebugSwitches;

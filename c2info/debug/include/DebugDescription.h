@@ -146,9 +146,18 @@ struct _DebugDescription {
 // timespec 8 there, wider elsewhere.
 static_assert(sizeof(_DebugDescription) == 368, "_DebugDescription layout");
 static_assert(offsetof(_DebugDescription, component) == 16, "_DebugDescription layout");
+static_assert(offsetof(_DebugDescription, pendingSBW) == 56, "_DebugDescription layout");
 static_assert(offsetof(_DebugDescription, timestamp) == 64, "_DebugDescription layout");
 static_assert(offsetof(_DebugDescription, inputFps) == 144, "_DebugDescription layout");
+static_assert(offsetof(_DebugDescription, interlaced) == 176, "_DebugDescription layout");
+static_assert(offsetof(_DebugDescription, hwSyncId) == 180, "_DebugDescription layout");
+static_assert(offsetof(_DebugDescription, tpcPipelineDisconnected) == 185,
+              "_DebugDescription layout");
 static_assert(offsetof(_DebugDescription, firstPts) == 192, "_DebugDescription layout");
+static_assert(offsetof(_DebugDescription, pauseState) == 204, "_DebugDescription layout");
+static_assert(offsetof(_DebugDescription, dtvInitialDropFinish) == 223, "_DebugDescription layout");
+static_assert(offsetof(_DebugDescription, pendingRender) == 265, "_DebugDescription layout");
+static_assert(offsetof(_DebugDescription, queueCnt) == 268, "_DebugDescription layout");
 static_assert(offsetof(_DebugDescription, usingClock) == 276, "_DebugDescription layout");
 static_assert(offsetof(_DebugDescription, decHandle) == 336, "_DebugDescription layout");
 static_assert(offsetof(_DebugDescription, colorimetry) == 361, "_DebugDescription layout");
