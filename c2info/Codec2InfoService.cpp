@@ -64,6 +64,16 @@ Codec2InfoService::Codec2InfoService()
 
 Codec2InfoService::~Codec2InfoService() = default;
 
+// A failed link is reported, not undone: the listener stays registered. A
+// link that fails in transport counts as failed instead of aborting.
+InfoReturn Codec2InfoService::linkListenerDeath(const sp<IBase>& listener,
+                                                const sp<hidl_death_recipient>& recipient,
+                                                uint64_t cookie) {
+    if (listener->linkToDeath(recipient, cookie).withDefault(false)) return InfoReturn::SUCCESS;
+    logText(ANDROID_LOG_ERROR, "Failed to register death recipient to get death notification");
+    return InfoReturn::FAILURE;
+}
+
 // The table is filled by the constructor and never changed: no lock.
 std::string Codec2InfoService::eventToString(NotifyEvent event) {
     for (const auto& [name, value] : mEventNames) {

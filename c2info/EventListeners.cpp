@@ -36,7 +36,7 @@ Return<void> Codec2InfoService::registerEventListener(
         cb(InfoReturn::FAILURE, UINT64_MAX);
         return Void();
     }
-    InfoReturn result = InfoReturn::SUCCESS;
+    InfoReturn result;
     uint64_t id;
     {
         std::lock_guard<std::mutex> lock(mLock);
@@ -46,12 +46,7 @@ Return<void> Codec2InfoService::registerEventListener(
         mEventListenerInfo[id] = {uniqueStreamId, resolveEventNames(events, 904, 906, kFunction),
                                   listener};
         logDebugLine(915, kFunction, "mEventListenerInfo size = %zu", mEventListenerInfo.size());
-        // A failed link is reported, not undone: the listener stays.
-        if (!listener->linkToDeath(mEventDeathRecipient, id).withDefault(false)) {
-            logText(ANDROID_LOG_ERROR,
-                    "Failed to register death recipient to get death notification");
-            result = InfoReturn::FAILURE;
-        }
+        result = linkListenerDeath(listener, mEventDeathRecipient, id);
     }
     logDebugLine(922, kFunction, "unlock");
     cb(result, id);

@@ -19,7 +19,7 @@ Return<void> Codec2InfoService::registerStreamListener(
         cb(InfoReturn::FAILURE, UINT64_MAX);
         return Void();
     }
-    InfoReturn result = InfoReturn::SUCCESS;
+    InfoReturn result;
     uint64_t id;
     {
         std::lock_guard<std::mutex> lock(mLock);
@@ -28,13 +28,7 @@ Return<void> Codec2InfoService::registerStreamListener(
                 static_cast<unsigned long long>(id));
         mStreamListenerCb[id] = listener;
         logDebugLine(859, kFunction, "mStreamListenerCb size = %zu", mStreamListenerCb.size());
-        // A failed link is reported, not undone: the listener stays. A link
-        // that fails in transport counts as failed rather than aborting.
-        if (!listener->linkToDeath(mStreamDeathRecipient, id).withDefault(false)) {
-            logText(ANDROID_LOG_ERROR,
-                    "Failed to register death recipient to get death notification");
-            result = InfoReturn::FAILURE;
-        }
+        result = linkListenerDeath(listener, mStreamDeathRecipient, id);
     }
     logDebugLine(867, kFunction, "unlock");
     cb(result, id);

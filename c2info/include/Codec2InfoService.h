@@ -147,6 +147,9 @@ private:
 
     Codec2InfoService();
 
+    // Links recipient to a new listener's process with the listener's id.
+    static InfoReturn linkListenerDeath(const sp<IBase>& listener,
+                                        const sp<hidl_death_recipient>& recipient, uint64_t cookie);
     // The first record of a stream, or mStreamList.end().
     std::vector<ST_STREAM_LIST>::iterator findStream_l(uint32_t uniqueStreamId);
     // Tells every stream listener, in id order, of a stream added (type 0)
