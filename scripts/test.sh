@@ -19,6 +19,6 @@ run_suite default -DCMAKE_BUILD_TYPE=RelWithDebInfo
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
     run_suite asan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
     -DC2INFO_SANITIZE=address,undefined
-TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp halt_on_error=1" \
+TSAN_OPTIONS="halt_on_error=1" \
     run_suite tsan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
     -DC2INFO_SANITIZE=thread
