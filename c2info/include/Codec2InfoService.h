@@ -197,8 +197,10 @@ private:
     // The singleton: set once, never destroyed (see getInstance()).
     static std::atomic<Codec2InfoService*> mInstance;
 
-    // Guards every member below but the query-listener maps, the captured
-    // handle and the drop mode.
+    // Guards the registry, the stream and event listener tables, the
+    // callbacks and the monitor state. The information-listener maps and the
+    // debug targets have locks of their own; the converter, the captured
+    // handle, the drop mode and the id counters are atomic.
     std::mutex mLock;
     // Guards the three information-listener maps only. Taken before mLock
     // where both are needed, never after.

@@ -3,6 +3,8 @@
 #include <android/log.h>
 #include <cutils/properties.h>
 
+#include <thread>
+
 #include "support/DebugTestSupport.h"
 #include "support/LogCapture.h"
 
@@ -137,6 +139,17 @@ TEST_F(DebugCommandTest, ReloadPropReadsTheLogSwitchAndTellsEveryComponent) {
     EXPECT_EQ(second.propertyReloads(), 1);
     Codec2InfoInternal::getDropMode();
     EXPECT_EQ(log.count(ANDROID_LOG_DEBUG, "[L 235][getMode] mMode = 0"), 1u);
+}
+
+TEST_F(DebugCommandTest, TheDefaultCommandLetsComponentsInWhileItSleeps) {
+    DebugComponent component;
+    component.registerFor(1);
+    std::thread request([&] { runDebug(*mService, {}); });
+    ASSERT_TRUE(component.waitForSnapshots(1));
+    EXPECT_EQ(Codec2InfoInternal::addStreamInfo(makeStream(2)), InfoReturn::SUCCESS);
+    EXPECT_EQ(component.snapshots(), 1) << "the stream got in only after the second pass";
+    request.join();
+    EXPECT_EQ(component.snapshots(), 2);
 }
 
 TEST_F(DebugCommandTest, DumpAndOwnerNeedTheMonitor) {
