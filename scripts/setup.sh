@@ -9,7 +9,7 @@ packages=(
     hidl-gen
     libgtest-dev libgmock-dev libbenchmark-dev
     libyuv-dev libpng-dev
-    clang libc++-14-dev libc++abi-14-dev libc6-dev-armhf-cross
+    clang libclang-rt-14-dev libc++-14-dev libc++abi-14-dev libc6-dev-armhf-cross
 )
 
 missing=()
