@@ -46,31 +46,7 @@ void ServiceTest::SetUp() {
 }
 
 void ServiceTest::TearDown() {
-    for (void* mock : mMockObjects) ::testing::Mock::VerifyAndClearExpectations(mock);
-}
-
-sp<MockStreamListener> ServiceTest::makeStreamListener() {
-    sp<MockStreamListener> listener = new MockStreamListener();
-    ::testing::Mock::AllowLeak(listener.get());
-    mMocks.push_back(listener);
-    mMockObjects.push_back(listener.get());
-    return listener;
-}
-
-sp<MockEventListener> ServiceTest::makeEventListener() {
-    sp<MockEventListener> listener = new MockEventListener();
-    ::testing::Mock::AllowLeak(listener.get());
-    mMocks.push_back(listener);
-    mMockObjects.push_back(listener.get());
-    return listener;
-}
-
-sp<MockInfoListener> ServiceTest::makeInfoListener() {
-    sp<MockInfoListener> listener = new MockInfoListener();
-    ::testing::Mock::AllowLeak(listener.get());
-    mMocks.push_back(listener);
-    mMockObjects.push_back(listener.get());
-    return listener;
+    for (auto& [keepAlive, mock] : mMocks) ::testing::Mock::VerifyAndClearExpectations(mock);
 }
 
 std::vector<ST_STREAM_LIST> ServiceTest::streamList() {

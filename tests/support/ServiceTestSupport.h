@@ -85,9 +85,9 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    sp<MockStreamListener> makeStreamListener();
-    sp<MockEventListener> makeEventListener();
-    sp<MockInfoListener> makeInfoListener();
+    sp<MockStreamListener> makeStreamListener() { return makeListener<MockStreamListener>(); }
+    sp<MockEventListener> makeEventListener() { return makeListener<MockEventListener>(); }
+    sp<MockInfoListener> makeInfoListener() { return makeListener<MockInfoListener>(); }
 
     // The registry as a client sees it.
     std::vector<ST_STREAM_LIST> streamList();
@@ -99,8 +99,16 @@ protected:
     sp<Codec2InfoService> mService;
 
 private:
-    std::vector<sp<::android::RefBase>> mMocks;
-    std::vector<void*> mMockObjects;
+    template <typename Mock>
+    sp<Mock> makeListener() {
+        sp<Mock> listener = new Mock();
+        ::testing::Mock::AllowLeak(listener.get());
+        mMocks.push_back({listener, listener.get()});
+        return listener;
+    }
+
+    // Kept alive until their expectations are verified.
+    std::vector<std::pair<sp<::android::RefBase>, void*>> mMocks;
 };
 
 }  // namespace c2info_test
