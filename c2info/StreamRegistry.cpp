@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "ServiceLog.h"
 
@@ -24,88 +25,50 @@ struct AttributeField {
 
 // The field that an attribute number addresses: its position in
 // ST_STREAM_LIST. False for a number outside 0..16.
-bool findAttributeField(ST_STREAM_LIST& record, uint32_t attr, AttributeField* field) {
+bool findAttributeField(ST_STREAM_LIST& r, uint32_t attr, AttributeField* field) {
     using K = AttributeKind;
-    switch (attr) {
-        case 0:
-            *field = {&record.sourcetype, K::kSigned32};
-            return true;
-        case 1:
-            *field = {&record.width, K::kUnsigned32};
-            return true;
-        case 2:
-            *field = {&record.height, K::kUnsigned32};
-            return true;
-        case 3:
-            *field = {&record.field3, K::kUnsigned32};
-            return true;
-        case 4:
-            *field = {&record.field4, K::kUnsigned32};
-            return true;
-        case 5:
-            *field = {&record.field5, K::kUnsigned32};
-            return true;
-        case 6:
-            *field = {&record.field6, K::kUnsigned32};
-            return true;
-        case 7:
-            *field = {&record.field7, K::kUnsigned32};
-            return true;
-        case 8:
-            *field = {&record.framerate, K::kUnsigned32};
-            return true;
-        case 9:
-            *field = {&record.streamid, K::kUnsigned32};
-            return true;
-        case 10:
-            *field = {&record.pqid, K::kSigned32};
-            return true;
-        case 11:
-            *field = {&record.hwSyncId, K::kUnsigned64};
-            return true;
-        case 12:
-            *field = {&record.portId, K::kUnsigned32};
-            return true;
-        case 13:
-            *field = {&record.interlace, K::kSigned32};
-            return true;
-        case 14:
-            *field = {&record.colorformat, K::kSigned32};
-            return true;
-        case 15:
-            *field = {&record.lumaoffset, K::kUnsigned64};
-            return true;
-        case 16:
-            *field = {&record.chromaoffset, K::kUnsigned64};
-            return true;
-    }
-    return false;
+    const AttributeField fields[] = {
+            {&r.sourcetype, K::kSigned32},     {&r.width, K::kUnsigned32},
+            {&r.height, K::kUnsigned32},       {&r.field3, K::kUnsigned32},
+            {&r.field4, K::kUnsigned32},       {&r.field5, K::kUnsigned32},
+            {&r.field6, K::kUnsigned32},       {&r.field7, K::kUnsigned32},
+            {&r.framerate, K::kUnsigned32},    {&r.streamid, K::kUnsigned32},
+            {&r.pqid, K::kSigned32},           {&r.hwSyncId, K::kUnsigned64},
+            {&r.portId, K::kUnsigned32},       {&r.interlace, K::kSigned32},
+            {&r.colorformat, K::kSigned32},    {&r.lumaoffset, K::kUnsigned64},
+            {&r.chromaoffset, K::kUnsigned64},
+    };
+    if (attr >= std::size(fields)) return false;
+    *field = fields[attr];
+    return true;
 }
 
-// Copies the caller's value into the field, which it may point at unaligned.
+// Copies the caller's value, which may be unaligned, into the field.
+template <typename T>
+T copyValue(void* field, const void* value) {
+    T copy;
+    memcpy(&copy, value, sizeof(copy));
+    memcpy(field, &copy, sizeof(copy));
+    return copy;
+}
+
 void storeAttribute(const AttributeField& field, const StreamInfoItem& item) {
     const char* kFunction = "updateStreamInfo";
     switch (field.kind) {
         case AttributeKind::kSigned32: {
-            int32_t value;
-            memcpy(&value, item.value, sizeof(value));
-            memcpy(field.address, &value, sizeof(value));
+            int32_t value = copyValue<int32_t>(field.address, item.value);
             logDebugText("[%s] value:%d, size:%d", kFunction, value, item.size);
             break;
         }
         case AttributeKind::kUnsigned32: {
-            uint32_t value;
-            memcpy(&value, item.value, sizeof(value));
-            memcpy(field.address, &value, sizeof(value));
+            uint32_t value = copyValue<uint32_t>(field.address, item.value);
             logDebugText("[%s] value:%u, size:%d", kFunction, value, item.size);
             break;
         }
         case AttributeKind::kUnsigned64: {
-            uint64_t value;
-            memcpy(&value, item.value, sizeof(value));
-            memcpy(field.address, &value, sizeof(value));
-            logDebugText("[%s] value:%llu, size:%d", kFunction,
-                         static_cast<unsigned long long>(value), item.size);
+            auto value =
+                    static_cast<unsigned long long>(copyValue<uint64_t>(field.address, item.value));
+            logDebugText("[%s] value:%llu, size:%d", kFunction, value, item.size);
             break;
         }
     }
