@@ -14,7 +14,6 @@ namespace {
 
 using ::vendor::larkspan::hardware::c2::info::implementation::Codec2InfoService;
 using ::vendor::larkspan::hardware::c2::info::V1_0::InfoReturn;
-using ::vendor::larkspan::hardware::c2::info::V1_0::ST_BUFFER_DESCRIPTION;
 
 constexpr uint32_t kWidth = 3840;
 constexpr uint32_t kHeight = 2160;
@@ -38,12 +37,6 @@ std::vector<FramePair>& frames() {
         return made;
     }();
     return pairs;
-}
-
-ST_BUFFER_DESCRIPTION describe(const FrameGenerator::BufferInfo& info) {
-    ST_BUFFER_DESCRIPTION desc;
-    memcpy(&desc, &info, sizeof(desc));
-    return desc;
 }
 
 // The picture bytes a detile writes: one NV12 frame.

@@ -105,11 +105,7 @@ Return<void> Codec2InfoService::getInfo(uint64_t uniqueStreamId, const hidl_vec<
         }
     }
     logDebugLine(600, "getInfo", "unlock");
-    if (!answered) {
-        cb(CmtReturn::FAILURE, hidl_vec<CmtInfoStruct>());
-        return Void();
-    }
-    cb(CmtReturn::SUCCESS, hidl_vec<CmtInfoStruct>(items));
+    cb(answered ? CmtReturn::SUCCESS : CmtReturn::FAILURE, hidl_vec<CmtInfoStruct>(items));
     return Void();
 }
 

@@ -17,13 +17,6 @@ namespace {
 
 using ::vendor::larkspan::hardware::c2::info::implementation::Codec2InfoService;
 using ::vendor::larkspan::hardware::c2::info::V1_0::InfoReturn;
-using ::vendor::larkspan::hardware::c2::info::V1_0::ST_BUFFER_DESCRIPTION;
-
-ST_BUFFER_DESCRIPTION describe(const FrameGenerator::BufferInfo& info) {
-    ST_BUFFER_DESCRIPTION desc;
-    memcpy(&desc, &info, sizeof(desc));
-    return desc;
-}
 
 bool writePng(const char* path, const std::vector<uint8_t>& rgb, uint32_t width, uint32_t height) {
     FILE* file = fopen(path, "wb");

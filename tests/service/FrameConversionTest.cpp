@@ -16,12 +16,6 @@ namespace {
 using ::vendor::larkspan::hardware::c2::info::V1_0::ST_BUFFER_DESCRIPTION;
 using ::vendor::larkspan::hardware::c2::info::V1_0::ST_Frame_MetaData;
 
-ST_BUFFER_DESCRIPTION describe(const FrameGenerator::BufferInfo& info) {
-    ST_BUFFER_DESCRIPTION desc;
-    memcpy(&desc, &info, sizeof(desc));
-    return desc;
-}
-
 size_t openFileDescriptors() {
     size_t count = 0;
     DIR* dir = opendir("/proc/self/fd");

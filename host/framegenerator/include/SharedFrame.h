@@ -4,6 +4,7 @@
 #pragma once
 
 #include <FrameGenerator.h>
+#include <vendor/larkspan/hardware/c2/info/1.0/types.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -17,6 +18,11 @@ struct LinearPicture {
     std::vector<uint8_t> y;   // width bytes per row
     std::vector<uint8_t> uv;  // width bytes per row, height / 2 rows
 };
+
+// A geometry as a client hands it to the service's detile and getMetaData:
+// the same 40 bytes, by position.
+::vendor::larkspan::hardware::c2::info::V1_0::ST_BUFFER_DESCRIPTION describe(
+        const FrameGenerator::BufferInfo& info);
 
 // Eight colour bars with a white box whose place moves with frameNumber, so
 // that consecutive frames are told apart at a glance.

@@ -39,6 +39,14 @@ struct Rgb {
 
 }  // namespace
 
+::vendor::larkspan::hardware::c2::info::V1_0::ST_BUFFER_DESCRIPTION describe(
+        const FrameGenerator::BufferInfo& info) {
+    ::vendor::larkspan::hardware::c2::info::V1_0::ST_BUFFER_DESCRIPTION desc;
+    static_assert(sizeof(desc) == sizeof(info), "the wire and the converter share one layout");
+    memcpy(&desc, &info, sizeof(desc));
+    return desc;
+}
+
 LinearPicture drawColorBars(uint32_t width, uint32_t height, uint32_t frameNumber) {
     // White, yellow, cyan, green, magenta, red, blue, black in BT.601 YUV.
     static const Rgb kBars[] = {{235, 128, 128}, {210, 16, 146}, {170, 166, 16}, {145, 54, 34},
