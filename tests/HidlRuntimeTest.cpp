@@ -108,15 +108,6 @@ TEST(HidlRuntimeTest, StatusDescriptionsReadAsThePlatformsDo) {
     }
 }
 
-TEST(HidlRuntimeTest, CheckedFailedReturnIsHarmless) {
-    Return<bool> ret(Status::fromStatusT(android::DEAD_OBJECT));
-    EXPECT_FALSE(ret.isOk());
-    EXPECT_TRUE(ret.isDeadObject());
-    EXPECT_EQ(ret.withDefault(true), true);
-    Return<void> ok = Void();
-    EXPECT_TRUE(ok.isOk());
-}
-
 TEST(HidlRuntimeDeathTest, UncheckedFailedReturnAborts) {
     EXPECT_DEATH({ Return<void> ret(Status::fromStatusT(android::DEAD_OBJECT)); },
                  "Failed HIDL return status not checked: Status\\(EX_TRANSACTION_FAILED\\): "

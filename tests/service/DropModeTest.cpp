@@ -1,7 +1,5 @@
 // Drop modes that clients set and components read.
-#include <android/log.h>
 
-#include "support/LogCapture.h"
 #include "support/ServiceTestSupport.h"
 
 namespace c2info_test {
@@ -30,19 +28,6 @@ TEST_F(DropModeTest, TimedBitStaysWhileThePlainBitFollowsTheSwitch) {
         EXPECT_EQ(Codec2InfoInternal::getDropMode(), step.mode);
         EXPECT_EQ(Codec2InfoInternal::getBootCompleteTime(), step.time);
     }
-}
-
-TEST_F(DropModeTest, RequestsAndReadsWriteTheirFixedWordLines) {
-    turnLogSwitchOn();
-    LogCapture log;
-    mService->setTimedDropMode(-7);
-    mService->setDropMode(true);
-    Codec2InfoInternal::getDropMode();
-    Codec2InfoInternal::getBootCompleteTime();
-    EXPECT_EQ(log.texts(ANDROID_LOG_DEBUG),
-              (std::vector<std::string>{"[L 831][setTimedMode] systime = -7",
-                                        "[L 838][setMode] enable = 1", "[L 235][getMode] mMode = 3",
-                                        "[L 241][getBootCompleteTime] systime = -7"}));
 }
 
 TEST(DropModeBeforeServiceTest, ReadersBeforeTheServiceExistsAnswerZero) {

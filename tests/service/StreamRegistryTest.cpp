@@ -159,6 +159,7 @@ TEST_F(StreamRegistryTest, AddWritesItsInformationLineAlwaysAndDebugLinesOnlyWit
         Codec2InfoInternal::addStreamInfo(makeStream(8));
         EXPECT_EQ(log.texts(ANDROID_LOG_INFO), std::vector<std::string>{info});
         EXPECT_TRUE(log.texts(ANDROID_LOG_DEBUG).empty());
+        EXPECT_EQ(log.lines()[0].tag, "service_tests");  // the platform's default: no tag of ours
     }
     Codec2InfoInternal::removeStreamInfoByUniqueId(8);
     turnLogSwitchOn();
