@@ -2,6 +2,7 @@
 // stream's component binds the buffer, the client hands it back.
 #include <Codec2InfoService.h>
 
+#include "ComponentCall.h"
 #include "ServiceLog.h"
 
 namespace vendor {
@@ -11,16 +12,24 @@ namespace c2 {
 namespace info {
 namespace implementation {
 
+// The capture lock is held until the client has its answer: a release on
+// another thread, which lets the component free the buffer, waits for it.
 Return<void> Codec2InfoService::getCurrentVDECBuffer(uint32_t uniqueStreamId,
                                                      getCurrentVDECBuffer_cb cb) {
+    const char* kFunction = "getCurrentVDECBuffer";
     logDebugText("getCurrentVDECBuffer : uniqueStreamId = %u", uniqueStreamId);
     CAPTURE_BUFFER_DESCRIPTION desc{};
+    if (calledFromCallback(RankedMutex::kCapture, kFunction)) {
+        cb(InfoReturn::FAILURE, desc);
+        return Void();
+    }
+    MuxGuard captureLock(mCaptureLock);
     InfoReturn result;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        MuxGuard lock(mLock);
         result = describeCurrentBuffer_l(uniqueStreamId, &desc);
     }
-    logDebugLine(654, "getCurrentVDECBuffer", "unlock");
+    logDebugLine(654, kFunction, "unlock");
     cb(result, desc);
     return Void();
 }
@@ -32,8 +41,15 @@ InfoReturn Codec2InfoService::describeCurrentBuffer_l(uint32_t uniqueStreamId,
 
     // The component binds the buffer from inside the call, with our lock
     // held; bindCaptured() takes no lock for that reason.
-    callbacks->captureBufferCb();
+    const native_handle_t* before = mCapturedHandle.load();
+    if (!callComponent("getCurrentVDECBuffer", "captureBufferCb", callbacks->captureBufferCb)) {
+        return InfoReturn::FAILURE;
+    }
     const native_handle_t* captured = mCapturedHandle.load();
+    if (captured != nullptr && captured != before) {
+        mCapturedStreamHandle = captured;
+        mCapturedStreamId = uniqueStreamId;
+    }
     if (captured == nullptr) {
         logText(ANDROID_LOG_ERROR, "getCurrentVDECBuffer fail, uniqueStreamId = %u",
                 uniqueStreamId);
@@ -71,28 +87,45 @@ InfoReturn Codec2InfoService::describeCurrentBuffer_l(uint32_t uniqueStreamId,
 
 // Freeing the buffer is the component's business in releaseBufferCb.
 Return<InfoReturn> Codec2InfoService::releaseVDECBuffer(uint32_t uniqueStreamId) {
+    const char* kFunction = "releaseVDECBuffer";
     logDebugText("release vdec buffer : uniqueStreamId = %u", uniqueStreamId);
-    std::lock_guard<std::mutex> lock(mLock);
+    if (calledFromCallback(RankedMutex::kCapture, kFunction)) return InfoReturn::FAILURE;
+    MuxGuard captureLock(mCaptureLock);
+    MuxGuard lock(mLock);
     std::shared_ptr<Callbacks> callbacks = findCallbacks_l(uniqueStreamId);
     if (callbacks == nullptr || !callbacks->releaseBufferCb) {
-        logDebugLine(671, "releaseVDECBuffer", "unlock");
+        logDebugLine(671, kFunction, "unlock");
         return InfoReturn::FAILURE;
     }
-    callbacks->releaseBufferCb();
+    if (!callComponent(kFunction, "releaseBufferCb", callbacks->releaseBufferCb)) {
+        return InfoReturn::FAILURE;
+    }
     mCapturedHandle = nullptr;
     return InfoReturn::SUCCESS;
 }
 
 Return<InfoReturn> Codec2InfoService::enableCapture(uint32_t uniqueStreamId, bool enable,
                                                     uint64_t value) {
-    std::lock_guard<std::mutex> lock(mLock);
+    const char* kFunction = "enableCapture";
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
+    MuxGuard lock(mLock);
     std::shared_ptr<Callbacks> callbacks = findCallbacks_l(uniqueStreamId);
     if (callbacks == nullptr || !callbacks->enableCaptureCb) {
-        logDebugLine(684, "enableCapture", "unlock");
+        logDebugLine(684, kFunction, "unlock");
         return InfoReturn::FAILURE;
     }
-    callbacks->enableCaptureCb(enable, value);
-    return InfoReturn::SUCCESS;
+    auto call = [&] { callbacks->enableCaptureCb(enable, value); };
+    return callComponent(kFunction, "enableCaptureCb", call) ? InfoReturn::SUCCESS
+                                                             : InfoReturn::FAILURE;
+}
+
+// A stream that goes takes the buffer its component bound with it: a later
+// capture of another stream must not report it.
+void Codec2InfoService::forgetCapturedBuffer_l(uint32_t uniqueStreamId) {
+    if (mCapturedStreamHandle == nullptr || mCapturedStreamId != uniqueStreamId) return;
+    const native_handle_t* bound = mCapturedStreamHandle;
+    mCapturedHandle.compare_exchange_strong(bound, nullptr);
+    mCapturedStreamHandle = nullptr;
 }
 
 // Takes no lock: components call it from inside captureBufferCb, which runs

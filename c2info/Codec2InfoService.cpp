@@ -74,6 +74,13 @@ InfoReturn Codec2InfoService::linkListenerDeath(const sp<IBase>& listener,
     return InfoReturn::FAILURE;
 }
 
+bool Codec2InfoService::calledFromCallback(RankedMutex::Rank rank, const char* function) {
+    if (!RankedMutex::heldFromRank(rank)) return false;
+    logText(ANDROID_LOG_ERROR, "[%s] called from inside a callback of the service: refused",
+            function);
+    return true;
+}
+
 // The table is filled by the constructor and never changed: no lock.
 std::string Codec2InfoService::eventToString(NotifyEvent event) {
     for (const auto& [name, value] : mEventNames) {

@@ -11,7 +11,8 @@ namespace implementation {
 // The stored object keeps its identity across registrations, so whoever
 // holds it sees the new callables; empty ones replace set ones too.
 void Codec2InfoService::setCallbacks(const Callbacks& cb, uint32_t uniqueStreamId) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (calledFromCallback(RankedMutex::kMain, "setCodec2InfoServiceCallback")) return;
+    MuxGuard lock(mLock);
     std::shared_ptr<Callbacks>& stored = Codec2InfoInternalCallbacks[uniqueStreamId];
     if (stored == nullptr) stored = std::make_shared<Callbacks>();
     stored->getInfoCb = cb.getInfoCb;

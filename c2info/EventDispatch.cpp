@@ -13,19 +13,23 @@ namespace c2 {
 namespace info {
 namespace implementation {
 
-// Holds the query-listener lock for the whole post and takes the main lock
-// inside it, the one order in which both are ever held. The information
+// The event listeners are told under the main lock, then the information
+// listener under the query-listener lock. The two are never held together:
+// a stream listener takes the query-listener lock from inside its
+// notification, with the main lock held, and waiting here for the main lock
+// with the other one held would deadlock against it. The information
 // listener gets the event's value, never the component's payload.
 bool Codec2InfoService::postEvent(uint32_t uniqueStreamId, NotifyEvent event,
                                   const CmtInfoStruct& info) {
     const char* kFunction = "postCodec2EventToAPK";
     auto value = static_cast<unsigned long long>(event);
-    std::lock_guard<std::mutex> queryLock(mQueryListenerLock);
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) return false;
     Return<InfoReturn> posted = postCodec2EventToAPK(uniqueStreamId, event, info);
     if (posted.withDefault(InfoReturn::FAILURE) != InfoReturn::SUCCESS) {
         logLine(ANDROID_LOG_ERROR, 206, kFunction, "post to infoservice fail");
     }
 
+    MuxGuard queryLock(mQueryListenerLock);
     auto listener = mInfoListeners.find(uniqueStreamId);
     auto active = mInfoListenerActive.find(uniqueStreamId);
     auto filter = mInfoListenIds.find(uniqueStreamId);
@@ -52,6 +56,7 @@ Return<InfoReturn> Codec2InfoService::postCodec2EventToAPK(uint32_t uniqueStream
                                                            NotifyEvent event, CmtInfoStruct info) {
     const char* kFunction = "postCodec2EventToAPK";
     logDebugEntry(794, kFunction);
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
     std::string name = eventToString(event);
     if (name.empty()) {
         // Events without a name never reach event listeners.
@@ -59,7 +64,7 @@ Return<InfoReturn> Codec2InfoService::postCodec2EventToAPK(uint32_t uniqueStream
         return InfoReturn::SUCCESS;
     }
     logDebugLine(802, kFunction, "%s event", name.c_str());
-    std::lock_guard<std::mutex> lock(mLock);
+    MuxGuard lock(mLock);
     if (mEventListenerInfo.empty()) return InfoReturn::SUCCESS;
 
     NotifyEventInfo notification{name, info};

@@ -31,6 +31,10 @@ Return<void> Codec2InfoService::registerEventListener(
         const sp<ICodec2InfoServiceEventListener>& listener, registerEventListener_cb cb) {
     const char* kFunction = "registerEventListener";
     logDebugEntry(887, kFunction);
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) {
+        cb(InfoReturn::FAILURE, UINT64_MAX);
+        return Void();
+    }
     if (listener == nullptr) {
         logText(ANDROID_LOG_ERROR, "[%s] null listener", kFunction);
         cb(InfoReturn::FAILURE, UINT64_MAX);
@@ -39,7 +43,7 @@ Return<void> Codec2InfoService::registerEventListener(
     InfoReturn result;
     uint64_t id;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        MuxGuard lock(mLock);
         id = mEventListenerId.fetch_add(1);
         logLine(ANDROID_LOG_INFO, 898, kFunction, "newEventListenerId = %llu",
                 static_cast<unsigned long long>(id));
@@ -56,7 +60,8 @@ Return<void> Codec2InfoService::registerEventListener(
 Return<InfoReturn> Codec2InfoService::unregisterEventListener(uint64_t id) {
     const char* kFunction = "unregisterEventListener";
     logDebugEntry(928, kFunction);
-    std::lock_guard<std::mutex> lock(mLock);
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
+    MuxGuard lock(mLock);
     if (mEventListenerInfo.erase(id) == 0) {
         logLine(ANDROID_LOG_ERROR, 933, kFunction, "erase Cb fail");
         return InfoReturn::FAILURE;
@@ -68,7 +73,8 @@ Return<InfoReturn> Codec2InfoService::updateListenEvents(uint64_t id,
                                                          const hidl_vec<hidl_string>& events) {
     const char* kFunction = "updateListenEvents";
     logDebugEntry(941, kFunction);
-    std::lock_guard<std::mutex> lock(mLock);
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
+    MuxGuard lock(mLock);
     auto registration = mEventListenerInfo.find(id);
     if (registration == mEventListenerInfo.end()) {
         logLine(ANDROID_LOG_ERROR, 962, kFunction, "cannot find EventListenerId %llu",

@@ -2,6 +2,7 @@
 // components answer, and one information listener per stream.
 #include <Codec2InfoService.h>
 
+#include "ComponentCall.h"
 #include "ServiceLog.h"
 
 namespace vendor {
@@ -25,20 +26,17 @@ Return<CmtReturn> Codec2InfoService::registerListener(uint64_t uniqueId,
                                                       const hidl_vec<uint64_t>& ids) {
     const char* kFunction = "registerListener";
     logDebugLine(522, kFunction, "id = %llu", static_cast<unsigned long long>(uniqueId));
+    if (calledFromCallback(RankedMutex::kQueryListener, kFunction)) return CmtReturn::FAILURE;
     if (listener == nullptr) {
         logText(ANDROID_LOG_ERROR, "[%s] null listener", kFunction);
         return CmtReturn::FAILURE;
     }
-    std::lock_guard<std::mutex> queryLock(mQueryListenerLock);
-    bool streamExists;
-    {
-        // The stream list belongs to the main lock, which may be taken
-        // inside the query-listener lock (never the other way round).
-        std::lock_guard<std::mutex> lock(mLock);
-        streamExists =
-                (uniqueId >> 32) == 0 && findStream_l(lowerBits(uniqueId)) != mStreamList.end();
-    }
-    if (!streamExists) {
+    // Not the main lock: a stream listener may call this from inside its
+    // notification, which holds it. The stream is looked up in the set of
+    // live ids instead, so it is not there yet while an addition is being
+    // told and still there while a removal is.
+    MuxGuard queryLock(mQueryListenerLock);
+    if ((uniqueId >> 32) != 0 || !streamIdLive(lowerBits(uniqueId))) {
         logLine(ANDROID_LOG_ERROR, 542, kFunction, " uniqueId(%llu) is not exist",
                 static_cast<unsigned long long>(uniqueId));
         return CmtReturn::FAILURE;
@@ -57,7 +55,8 @@ Return<CmtReturn> Codec2InfoService::registerListener(uint64_t uniqueId,
 Return<CmtReturn> Codec2InfoService::unregisterListener(uint64_t uniqueId) {
     const char* kFunction = "unregisterListener";
     logDebugLine(549, kFunction, "id = %llu", static_cast<unsigned long long>(uniqueId));
-    std::lock_guard<std::mutex> queryLock(mQueryListenerLock);
+    if (calledFromCallback(RankedMutex::kQueryListener, kFunction)) return CmtReturn::FAILURE;
+    MuxGuard queryLock(mQueryListenerLock);
     if (mInfoListeners.empty()) {
         logLine(ANDROID_LOG_ERROR, 553, kFunction, " unregisterListener is empty");
         return CmtReturn::SUCCESS;
@@ -77,9 +76,13 @@ Return<CmtReturn> Codec2InfoService::unregisterListener(uint64_t uniqueId) {
 Return<void> Codec2InfoService::getIdList(getIdList_cb cb) {
     const char* kFunction = "getIdList";
     logDebugLine(569, kFunction, "enter");
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) {
+        cb(CmtReturn::FAILURE, CmtIdType::UNIQUE_STREAM_ID, hidl_vec<uint64_t>());
+        return Void();
+    }
     std::vector<uint64_t> ids;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        MuxGuard lock(mLock);
         for (const ST_STREAM_LIST& stream : mStreamList) ids.push_back(stream.streamid);
     }
     logDebugLine(579, kFunction, "unlock");
@@ -91,20 +94,27 @@ Return<void> Codec2InfoService::getIdList(getIdList_cb cb) {
 // its business.
 Return<void> Codec2InfoService::getInfo(uint64_t uniqueStreamId, const hidl_vec<hidl_string>& keys,
                                         getInfo_cb cb) {
+    const char* kFunction = "getInfo";
     logDebugText("getInfo : , uniqueStreamId = %llu",
                  static_cast<unsigned long long>(uniqueStreamId));
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) {
+        cb(CmtReturn::FAILURE, hidl_vec<CmtInfoStruct>());
+        return Void();
+    }
     bool answered = false;
     std::vector<CmtInfoStruct> items;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        MuxGuard lock(mLock);
         uint32_t id = lowerBits(uniqueStreamId);
         std::shared_ptr<Callbacks> callbacks = findCallbacks_l(id);
         if (callbacks != nullptr && callbacks->getInfoCb) {
-            items = callbacks->getInfoCb(std::vector<std::string>(keys.begin(), keys.end()), id);
-            answered = true;
+            answered = callComponent(kFunction, "getInfoCb", [&] {
+                items = callbacks->getInfoCb(std::vector<std::string>(keys.begin(), keys.end()),
+                                             id);
+            });
         }
     }
-    logDebugLine(600, "getInfo", "unlock");
+    logDebugLine(600, kFunction, "unlock");
     cb(answered ? CmtReturn::SUCCESS : CmtReturn::FAILURE, hidl_vec<CmtInfoStruct>(items));
     return Void();
 }

@@ -14,6 +14,10 @@ Return<void> Codec2InfoService::registerStreamListener(
         const sp<ICodec2InfoServiceStreamListener>& listener, registerStreamListener_cb cb) {
     const char* kFunction = "registerStreamListener";
     logDebugEntry(848, kFunction);
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) {
+        cb(InfoReturn::FAILURE, UINT64_MAX);
+        return Void();
+    }
     if (listener == nullptr) {
         logText(ANDROID_LOG_ERROR, "[%s] null listener", kFunction);
         cb(InfoReturn::FAILURE, UINT64_MAX);
@@ -22,7 +26,7 @@ Return<void> Codec2InfoService::registerStreamListener(
     InfoReturn result;
     uint64_t id;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        MuxGuard lock(mLock);
         id = mStreamListenerId.fetch_add(1);
         logLine(ANDROID_LOG_INFO, 856, kFunction, "newStreamListenerId = %llu",
                 static_cast<unsigned long long>(id));
@@ -40,7 +44,8 @@ Return<void> Codec2InfoService::registerStreamListener(
 Return<InfoReturn> Codec2InfoService::unregisterStreamListener(uint64_t listenerId) {
     const char* kFunction = "unregisterStreamListener";
     logDebugEntry(873, kFunction);
-    std::lock_guard<std::mutex> lock(mLock);
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
+    MuxGuard lock(mLock);
     if (mStreamListenerCb.erase(listenerId) == 0) {
         logLine(ANDROID_LOG_ERROR, 878, kFunction, "erase Cb fail");
         return InfoReturn::FAILURE;

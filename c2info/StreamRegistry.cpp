@@ -81,11 +81,29 @@ std::vector<ST_STREAM_LIST>::iterator Codec2InfoService::findStream_l(uint32_t u
                         [&](const ST_STREAM_LIST& s) { return s.streamid == uniqueStreamId; });
 }
 
+void Codec2InfoService::noteStreamIdAdded(uint32_t streamId) {
+    std::lock_guard<std::mutex> lock(mLiveStreamIdsLock);
+    mLiveStreamIds.insert(streamId);
+}
+
+void Codec2InfoService::noteStreamIdRemoved(uint32_t streamId) {
+    std::lock_guard<std::mutex> lock(mLiveStreamIdsLock);
+    auto found = mLiveStreamIds.find(streamId);
+    if (found != mLiveStreamIds.end()) mLiveStreamIds.erase(found);
+}
+
+bool Codec2InfoService::streamIdLive(uint32_t streamId) {
+    std::lock_guard<std::mutex> lock(mLiveStreamIdsLock);
+    return mLiveStreamIds.count(streamId) != 0;
+}
+
 Return<InfoReturn> Codec2InfoService::addStreamInfo(const ST_STREAM_LIST& info) {
     const char* kFunction = "addStreamInfo";
-    std::lock_guard<std::mutex> lock(mLock);
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
+    MuxGuard lock(mLock);
     auto earlier = findStream_l(info.streamid);
-    if (earlier != mStreamList.end()) {
+    bool reannounced = earlier != mStreamList.end();
+    if (reannounced) {
         // The component re-announced its stream: the record moves to the end
         // and nobody hears of it again.
         mStreamList.erase(earlier);
@@ -95,6 +113,8 @@ Return<InfoReturn> Codec2InfoService::addStreamInfo(const ST_STREAM_LIST& info) 
     }
     logDebugLine(308, kFunction, "streamlist size:%d", static_cast<int>(mStreamList.size()));
     mStreamList.push_back(info);
+    // A re-announced id never left the set: no gap for registerListener.
+    if (!reannounced) noteStreamIdAdded(info.streamid);
     logLine(ANDROID_LOG_INFO, 312, kFunction,
             "addStreamInfo, sourcetype(%u),width(%u),height(%u),framerate(%u),streamid(%u),"
             "pqid(%d),hwSyncId(%llu),portId(%u),interlace(%d), colorformat(%d), lumaoffset (%llu) "
@@ -110,7 +130,8 @@ Return<InfoReturn> Codec2InfoService::addStreamInfo(const ST_STREAM_LIST& info) 
 Return<InfoReturn> Codec2InfoService::updateStreamInfo(uint32_t streamUniqueId,
                                                        const std::vector<StreamInfoItem>& items) {
     const char* kFunction = "updateStreamInfo";
-    std::lock_guard<std::mutex> lock(mLock);
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
+    MuxGuard lock(mLock);
     auto record = findStream_l(streamUniqueId);
     if (record == mStreamList.end()) {
         logText(ANDROID_LOG_ERROR, "[%s]find streamid %u error", kFunction, streamUniqueId);
@@ -129,14 +150,20 @@ Return<InfoReturn> Codec2InfoService::updateStreamInfo(uint32_t streamUniqueId,
             logText(ANDROID_LOG_ERROR, "[%s]unknown item", kFunction);
             return InfoReturn::FAILURE;
         }
+        uint32_t streamId = record->streamid;
         storeAttribute(field, item);
+        if (record->streamid != streamId) {
+            noteStreamIdAdded(record->streamid);
+            noteStreamIdRemoved(streamId);
+        }
     }
     return InfoReturn::SUCCESS;
 }
 
 Return<InfoReturn> Codec2InfoService::removeStreamInfoByUniqueId(uint32_t uniqueId) {
     const char* kFunction = "removeStreamInfoByUniqueId";
-    std::lock_guard<std::mutex> lock(mLock);
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
+    MuxGuard lock(mLock);
     if (Codec2InfoInternalCallbacks.count(uniqueId) != 0) {
         logDebugLine(421, kFunction,
                      "removed uniqueId(%u) Callback form Codec2InfoInternalCallbacks", uniqueId);
@@ -144,6 +171,7 @@ Return<InfoReturn> Codec2InfoService::removeStreamInfoByUniqueId(uint32_t unique
         mDebugDescList[0].erase(uniqueId);
         mDebugDescList[1].erase(uniqueId);
     }
+    forgetCapturedBuffer_l(uniqueId);
     for (auto record = mStreamList.begin(); record != mStreamList.end();) {
         if (record->streamid != uniqueId) {
             ++record;
@@ -151,6 +179,7 @@ Return<InfoReturn> Codec2InfoService::removeStreamInfoByUniqueId(uint32_t unique
         }
         notifyStreamListeners_l(1, uniqueId, record->info, 432, kFunction);
         record = mStreamList.erase(record);
+        noteStreamIdRemoved(uniqueId);
         logLine(ANDROID_LOG_INFO, 439, kFunction, "removed uniqueId(%u) Info form mStreamList",
                 uniqueId);
     }
@@ -161,9 +190,13 @@ Return<InfoReturn> Codec2InfoService::removeStreamInfoByUniqueId(uint32_t unique
 Return<void> Codec2InfoService::getStreamList(getStreamList_cb cb) {
     const char* kFunction = "getStreamList";
     logDebugLine(269, kFunction, "enter");
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) {
+        cb(InfoReturn::FAILURE, hidl_vec<ST_STREAM_LIST>());
+        return Void();
+    }
     std::vector<ST_STREAM_LIST> streams;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        MuxGuard lock(mLock);
         streams = mStreamList;
     }
     logDebugLine(275, kFunction, "unlock");
@@ -175,10 +208,14 @@ Return<void> Codec2InfoService::convertHwSyncIdToStreamId(uint64_t hwSyncId,
                                                           convertHwSyncIdToStreamId_cb cb) {
     const char* kFunction = "convertHwSyncIdToStreamId";
     logDebugLine(704, kFunction, "hwSyncId = %llu", static_cast<unsigned long long>(hwSyncId));
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) {
+        cb(InfoReturn::FAILURE, 0xFFFFFFFF);
+        return Void();
+    }
     bool found = false;
     uint32_t streamUniqueId = 0xFFFFFFFF;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        MuxGuard lock(mLock);
         auto record = std::find_if(mStreamList.begin(), mStreamList.end(),
                                    [&](const ST_STREAM_LIST& s) { return s.hwSyncId == hwSyncId; });
         if (record != mStreamList.end()) {

@@ -8,9 +8,12 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <system_error>
 
+#include "../ComponentCall.h"
 #include "../ServiceLog.h"
 #include "DebugOutput.h"
+#include "StagedOutput.h"
 
 namespace vendor {
 namespace larkspan {
@@ -45,16 +48,21 @@ Return<void> Codec2InfoService::debug(const hidl_handle& fd, const hidl_vec<hidl
         logText(ANDROID_LOG_ERROR, "Invalid parameters passed to debug()");
         return Void();
     }
-    cmdOtpions(handle->data[0], args);
+    // From inside a callable or a debug target, the request would wait for
+    // itself.
+    if (calledFromCallback(RankedMutex::kDebugCommand, "debug")) return Void();
+    StagedOutput output(handle->data[0]);
+    cmdOtpions(output, args);
     return Void();
 }
 
 // Requests are served one at a time, so that an "enable" never meets a
 // "disable" that is still joining the monitor.
-void Codec2InfoService::cmdOtpions(int fd, const hidl_vec<hidl_string>& args) {
-    std::lock_guard<std::mutex> commandLock(mDebugCommandLock);
+void Codec2InfoService::cmdOtpions(StagedOutput& output, const hidl_vec<hidl_string>& args) {
+    MuxGuard commandLock(mDebugCommandLock);
+    int fd = output.fd();
     if (args.size() == 0) {
-        cmdDefault(fd);
+        cmdDefault(output);
         return;
     }
     std::string option = args[0];
@@ -65,7 +73,7 @@ void Codec2InfoService::cmdOtpions(int fd, const hidl_vec<hidl_string>& args) {
     std::string word = option.substr(2);
     if (EqualsIgnoreCase(word, "help")) return cmdHelp(fd);
     if (EqualsIgnoreCase(word, "enable")) return cmdEnable(fd);
-    if (EqualsIgnoreCase(word, "disable")) return cmdDisable(fd);
+    if (EqualsIgnoreCase(word, "disable")) return cmdDisable(output);
     if (EqualsIgnoreCase(word, "dump")) return cmdDump(fd);
     if (EqualsIgnoreCase(word, "reset")) return cmdReset(fd);
     if (EqualsIgnoreCase(word, "owner")) return cmdOwner(fd);
@@ -92,28 +100,30 @@ void Codec2InfoService::cmdOtpions(int fd, const hidl_vec<hidl_string>& args) {
     }
     if (args.size() == 1) {
         dprintf(fd, "--%s usage:\n", target->targetName().c_str());
-        target->printUsage(fd, 4);
+        callComponent("cmdOtpions", "printUsage", [&] { target->printUsage(fd, 4); });
         return;
     }
     std::vector<std::string_view> targetArgs;
     for (size_t i = 1; i < args.size(); ++i) {
         targetArgs.emplace_back(args[i].c_str(), args[i].size());
     }
-    target->dump(fd, targetArgs);
+    callComponent("cmdOtpions", "dump", [&] { target->dump(fd, targetArgs); });
 }
 
-void Codec2InfoService::cmdDefault(int fd) {
-    std::unique_lock<std::mutex> lock(mLock);
+void Codec2InfoService::cmdDefault(StagedOutput& output) {
+    int fd = output.fd();
+    MuxLock lock(mLock);
     dprintf(fd, "%s - Default\n", kDebugBanner);
     printSystemTime(fd, nullptr);
     enableDebug_l();
     getDebugInfo_l();
     dumpDebugInfo_l(fd);
 
-    // Streams and captures go on meanwhile.
+    // Streams and captures go on meanwhile. Nobody waits for a second pass
+    // that a reader who gave up will not see.
     lock.unlock();
     dprintf(fd, "sleep 1 second...\n");
-    usleep(1000000);
+    if (output.flush()) usleep(1000000);
     lock.lock();
 
     printSystemTime(fd, nullptr);
@@ -141,13 +151,13 @@ void Codec2InfoService::cmdHelp(int fd) {
     for (const std::shared_ptr<Codec2InfoDebugTarget>& target : debugTargets()) {
         if (target == nullptr) continue;
         dprintf(fd, "--%s COMMAND [OPTION] ...\n", target->targetName().c_str());
-        target->printUsage(fd, 4);
+        callComponent("cmdHelp", "printUsage", [&] { target->printUsage(fd, 4); });
         dprintf(fd, "\n");
     }
 }
 
 void Codec2InfoService::cmdEnable(int fd) {
-    std::lock_guard<std::mutex> lock(mLock);
+    MuxGuard lock(mLock);
     dprintf(fd, "%s - Enable\n", kDebugBanner);
     printSystemTime(fd, nullptr);
     if (mDebugMonitor.joinable()) {
@@ -155,11 +165,20 @@ void Codec2InfoService::cmdEnable(int fd) {
         return;
     }
     mDebugMonitorRunning = true;
-    mDebugMonitor = std::thread(&Codec2InfoService::debugMonitorTask, this);
+    try {
+        mDebugMonitor = std::thread(&Codec2InfoService::debugMonitorTask, this);
+    } catch (const std::system_error& e) {
+        // No thread, so still stopped: a later enable may try again.
+        mDebugMonitorRunning = false;
+        dprintf(fd, "%s - Enable(failed: %s)\n", kDebugBanner, e.what());
+        logText(ANDROID_LOG_ERROR, "[%s] cannot start the debug monitor: %s", "cmdEnable",
+                e.what());
+    }
 }
 
-void Codec2InfoService::cmdDisable(int fd) {
-    std::unique_lock<std::mutex> lock(mLock);
+void Codec2InfoService::cmdDisable(StagedOutput& output) {
+    int fd = output.fd();
+    MuxLock lock(mLock);
     dprintf(fd, "%s - Disable\n", kDebugBanner);
     printSystemTime(fd, nullptr);
     if (!mDebugMonitor.joinable()) {
@@ -174,12 +193,13 @@ void Codec2InfoService::cmdDisable(int fd) {
     // The monitor takes the lock for its last round.
     lock.unlock();
     dprintf(fd, "%s - Disable(joining)\n", kDebugBanner);
+    output.flush();
     mDebugMonitor.join();
     dprintf(fd, "%s - Disable(joined)\n", kDebugBanner);
 }
 
 void Codec2InfoService::cmdDump(int fd) {
-    std::lock_guard<std::mutex> lock(mLock);
+    MuxGuard lock(mLock);
     dprintf(fd, "%s - Dump\n", kDebugBanner);
     printSystemTime(fd, nullptr);
     if (!mDebugMonitorRunning) {
@@ -190,7 +210,7 @@ void Codec2InfoService::cmdDump(int fd) {
 }
 
 void Codec2InfoService::cmdOwner(int fd) {
-    std::lock_guard<std::mutex> lock(mLock);
+    MuxGuard lock(mLock);
     dprintf(fd, "%s - Owner\n", kDebugBanner);
     printSystemTime(fd, nullptr);
     if (!mDebugMonitorRunning) {
@@ -201,11 +221,12 @@ void Codec2InfoService::cmdOwner(int fd) {
 }
 
 void Codec2InfoService::cmdReloadProp(int fd) {
-    std::lock_guard<std::mutex> lock(mLock);
+    MuxGuard lock(mLock);
     printSystemTime(fd, "Reload Prop");
     reloadLogSwitch();
     for (const auto& [streamId, callbacks] : Codec2InfoInternalCallbacks) {
-        if (callbacks != nullptr && callbacks->reloadPropCb) callbacks->reloadPropCb();
+        if (callbacks == nullptr || !callbacks->reloadPropCb) continue;
+        callComponent("cmdReloadProp", "reloadPropCb", callbacks->reloadPropCb);
     }
 }
 
@@ -214,11 +235,12 @@ void Codec2InfoService::cmdReset(int fd) {
 }
 
 void Codec2InfoService::cmdC2Dump(int fd, int streamId, bool enable) {
-    std::lock_guard<std::mutex> lock(mLock);
+    MuxGuard lock(mLock);
     dprintf(fd, "%s - Dump streamId: %d %s\n", kDebugBanner, streamId,
             enable ? "enable" : "disable");
     std::shared_ptr<Callbacks> callbacks = findCallbacks_l(static_cast<uint32_t>(streamId));
-    if (callbacks != nullptr && callbacks->c2DumpCb) callbacks->c2DumpCb(enable);
+    if (callbacks == nullptr || !callbacks->c2DumpCb) return;
+    callComponent("cmdC2Dump", "c2DumpCb", [&] { callbacks->c2DumpCb(enable); });
 }
 
 void Codec2InfoService::addDebugTarget(std::shared_ptr<Codec2InfoDebugTarget> target) {

@@ -6,6 +6,8 @@
 
 #include <chrono>
 
+#include "../ComponentCall.h"
+
 namespace vendor {
 namespace larkspan {
 namespace hardware {
@@ -15,7 +17,7 @@ namespace implementation {
 
 void Codec2InfoService::debugMonitorTask() {
     if (!mDebugMonitorRunning) return;
-    std::unique_lock<std::mutex> lock(mLock);
+    MuxLock lock(mLock);
     for (;;) {
         // Every cycle, so that a component registered meanwhile joins in.
         enableDebug_l();
@@ -51,7 +53,10 @@ void Codec2InfoService::getDebugInfo_l() {
             description.recordTimeNs = static_cast<uint64_t>(recordTime.tv_sec) * 1000000000 +
                                        static_cast<uint64_t>(recordTime.tv_nsec);
         }
-        callbacks->getDebugInfoCb(&description);
+        if (!callComponent("getDebugInfo_l", "getDebugInfoCb",
+                           [&] { callbacks->getDebugInfoCb(&description); })) {
+            continue;
+        }
 
         auto stored = latest.find(streamId);
         uint32_t elapsed = now - mLastDebugInfoTimeMs;
@@ -83,7 +88,9 @@ void Codec2InfoService::disableDebug_l() {
 
 void Codec2InfoService::setComponentsDebug_l(bool enable) {
     for (const auto& [streamId, callbacks] : Codec2InfoInternalCallbacks) {
-        if (callbacks != nullptr && callbacks->enableDebugCb) callbacks->enableDebugCb(enable);
+        if (callbacks == nullptr || !callbacks->enableDebugCb) continue;
+        callComponent(enable ? "enableDebug_l" : "disableDebug_l", "enableDebugCb",
+                      [&] { callbacks->enableDebugCb(enable); });
     }
 }
 

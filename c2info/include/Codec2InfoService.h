@@ -5,6 +5,7 @@
 #include <Codec2InfoDebugTarget.h>
 #include <Codec2InfoInternal.h>
 #include <DebugDescription.h>
+#include <RankedMutex.h>
 #include <hidl/HidlSupport.h>
 #include <hidl/Status.h>
 #include <utils/StrongPointer.h>
@@ -15,6 +16,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -62,6 +64,7 @@ struct _EventListenerInfo {
 };
 
 struct _DiffInfo;
+class StagedOutput;
 
 class Codec2InfoService : public ICodec2InfoService {
 public:
@@ -144,12 +147,22 @@ private:
     };
 
     using Callbacks = Codec2InfoInternal::Codec2InfoServiceCallback;
+    using MuxGuard = std::lock_guard<RankedMutex>;
+    using MuxLock = std::unique_lock<RankedMutex>;
+
+    // True, with an error logged, when this thread holds a service lock of
+    // this rank or higher: it is inside one of the service's own calls to a
+    // listener or component, and the entry point must refuse at once.
+    static bool calledFromCallback(RankedMutex::Rank rank, const char* function);
 
     Codec2InfoService();
 
     // Links recipient to a new listener's process with the listener's id.
     static InfoReturn linkListenerDeath(const sp<IBase>& listener,
                                         const sp<hidl_death_recipient>& recipient, uint64_t cookie);
+    void noteStreamIdAdded(uint32_t streamId);
+    void noteStreamIdRemoved(uint32_t streamId);
+    bool streamIdLive(uint32_t streamId);
     // The first record of a stream, or mStreamList.end().
     std::vector<ST_STREAM_LIST>::iterator findStream_l(uint32_t uniqueStreamId);
     // Tells every stream listener, in id order, of a stream added (type 0)
@@ -161,6 +174,7 @@ private:
     std::shared_ptr<Callbacks> findCallbacks_l(uint32_t uniqueStreamId);
     // Asks the stream's component for its current buffer and describes it.
     InfoReturn describeCurrentBuffer_l(uint32_t uniqueStreamId, CAPTURE_BUFFER_DESCRIPTION* desc);
+    void forgetCapturedBuffer_l(uint32_t uniqueStreamId);
     // The events that names stand for, in order; unknown names are skipped
     // with a warning logged at the given lines.
     std::vector<NotifyEvent> resolveEventNames(const hidl_vec<hidl_string>& names, int knownLine,
@@ -169,12 +183,13 @@ private:
     bool postEvent(uint32_t uniqueStreamId, NotifyEvent event, const CmtInfoStruct& info);
     std::shared_ptr<FrameGenerator> frameGenerator();
 
-    // The debug commands, each writing to fd.
-    void cmdOtpions(int fd, const hidl_vec<hidl_string>& args);
-    void cmdDefault(int fd);
+    // The debug commands, each writing to fd, the request's staged output;
+    // the two that let go of the main lock midway flush it there.
+    void cmdOtpions(StagedOutput& output, const hidl_vec<hidl_string>& args);
+    void cmdDefault(StagedOutput& output);
     void cmdHelp(int fd);
     void cmdEnable(int fd);
-    void cmdDisable(int fd);
+    void cmdDisable(StagedOutput& output);
     void cmdDump(int fd);
     void cmdOwner(int fd);
     void cmdReloadProp(int fd);
@@ -201,10 +216,11 @@ private:
     // callbacks and the monitor state. The information-listener maps and the
     // debug targets have locks of their own; the converter, the captured
     // handle, the drop mode and the id counters are atomic.
-    std::mutex mLock;
-    // Guards the three information-listener maps only. Taken before mLock
-    // where both are needed, never after.
-    std::mutex mQueryListenerLock;
+    RankedMutex mLock{RankedMutex::kMain};
+    // Guards the three information-listener maps only. Never held while
+    // waiting for mLock: a stream listener may register an information
+    // listener from inside its notification, with mLock held.
+    RankedMutex mQueryListenerLock{RankedMutex::kQueryListener};
     std::vector<ST_STREAM_LIST> mStreamList;
     std::shared_ptr<FrameGenerator> mFrameGenerator;
     std::map<uint32_t, std::shared_ptr<Callbacks>> Codec2InfoInternalCallbacks;
@@ -223,7 +239,7 @@ private:
     sp<EventDeathRecipient> mEventDeathRecipient;
     const std::map<std::string, const NotifyEvent> mEventNames;
     std::thread mDebugMonitor;
-    std::condition_variable mDebugMonitorWakeUp;
+    std::condition_variable_any mDebugMonitorWakeUp;
     std::atomic<bool> mDebugMonitorRunning{false};
     uint32_t mLastDebugInfoTimeMs = 0;
     uint32_t mLatestDebugDescIndex = 0;
@@ -233,7 +249,20 @@ private:
     // Guards mDebugTargets only; never held while calling out.
     std::mutex mDebugTargetsLock;
     // Serves debug requests one at a time; taken before the main lock.
-    std::mutex mDebugCommandLock;
+    RankedMutex mDebugCommandLock{RankedMutex::kDebugCommand};
+    // Held from a capture until the client has its answer, so that a release
+    // on another thread cannot free the buffer in between. Taken before the
+    // main lock.
+    RankedMutex mCaptureLock{RankedMutex::kCapture};
+    // The captured handle that a capture of mCapturedStreamId had its
+    // component bind: forgotten when that stream goes. Guarded by mLock.
+    const native_handle_t* mCapturedStreamHandle = nullptr;
+    uint32_t mCapturedStreamId = 0;
+    // The stream ids of mStreamList, changed at the very points where the
+    // list changes, for registerListener, which must not wait for mLock.
+    std::multiset<uint32_t> mLiveStreamIds;
+    // Guards mLiveStreamIds only; nothing is called while it is held.
+    std::mutex mLiveStreamIdsLock;
 };
 
 }  // namespace implementation

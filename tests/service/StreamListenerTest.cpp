@@ -10,27 +10,15 @@ namespace {
 using ::testing::_;
 using ::testing::InSequence;
 
-class StreamListenerTest : public ServiceTest {
-protected:
-    std::pair<InfoReturn, uint64_t> registerListener(const sp<MockStreamListener>& listener) {
-        std::pair<InfoReturn, uint64_t> answer{InfoReturn::FAILURE, 0};
-        int calls = 0;
-        mService->registerStreamListener(listener, [&](InfoReturn ret, uint64_t id) {
-            ++calls;
-            answer = {ret, id};
-        });
-        EXPECT_EQ(calls, 1);
-        return answer;
-    }
-};
+class StreamListenerTest : public ServiceTest {};
 
 TEST_F(StreamListenerTest, IdsCountFromZeroAndListenersHearInIdOrder) {
     sp<MockStreamListener> first = makeStreamListener();
     sp<MockStreamListener> second = makeStreamListener();
-    EXPECT_EQ(registerListener(first), std::make_pair(InfoReturn::SUCCESS, uint64_t{0}));
-    EXPECT_EQ(registerListener(second), std::make_pair(InfoReturn::SUCCESS, uint64_t{1}));
+    EXPECT_EQ(registerStreamListener(first), std::make_pair(InfoReturn::SUCCESS, uint64_t{0}));
+    EXPECT_EQ(registerStreamListener(second), std::make_pair(InfoReturn::SUCCESS, uint64_t{1}));
     // The same object registered again is a listener of its own.
-    EXPECT_EQ(registerListener(first), std::make_pair(InfoReturn::SUCCESS, uint64_t{2}));
+    EXPECT_EQ(registerStreamListener(first), std::make_pair(InfoReturn::SUCCESS, uint64_t{2}));
 
     InSequence inOrder;
     EXPECT_CALL(*first, notified(0, 7, "text"));
@@ -45,7 +33,7 @@ TEST_F(StreamListenerTest, IdsCountFromZeroAndListenersHearInIdOrder) {
 
 TEST_F(StreamListenerTest, UnregisteringTwiceFailsTheSecondTime) {
     sp<MockStreamListener> listener = makeStreamListener();
-    uint64_t id = registerListener(listener).second;
+    uint64_t id = registerStreamListener(listener).second;
     EXPECT_EQ(mService->unregisterStreamListener(id), InfoReturn::SUCCESS);
     LogCapture log;
     EXPECT_EQ(mService->unregisterStreamListener(id), InfoReturn::FAILURE);
@@ -58,8 +46,8 @@ TEST_F(StreamListenerTest, UnregisteringTwiceFailsTheSecondTime) {
 TEST_F(StreamListenerTest, AFailingListenerIsLoggedKeptAndTheOthersStillHear) {
     sp<MockStreamListener> failing = makeStreamListener();
     sp<MockStreamListener> healthy = makeStreamListener();
-    registerListener(failing);
-    registerListener(healthy);
+    registerStreamListener(failing);
+    registerStreamListener(healthy);
     failing->setTransportFailing(true);
     EXPECT_CALL(*healthy, notified(0, 3, _));
 
@@ -79,8 +67,8 @@ TEST_F(StreamListenerTest, AFailingListenerIsLoggedKeptAndTheOthersStillHear) {
 TEST_F(StreamListenerTest, ADeadListenerIsRemovedWithoutAnyCallToIt) {
     sp<MockStreamListener> dying = makeStreamListener();
     sp<MockStreamListener> living = makeStreamListener();
-    registerListener(dying);
-    registerListener(living);
+    registerStreamListener(dying);
+    registerStreamListener(living);
     turnLogSwitchOn();
     EXPECT_CALL(*dying, notified(_, _, _)).Times(0);
     EXPECT_CALL(*living, notified(0, 4, _));
@@ -94,7 +82,7 @@ TEST_F(StreamListenerTest, ADeadListenerIsRemovedWithoutAnyCallToIt) {
     EXPECT_TRUE(log.texts(ANDROID_LOG_ERROR).empty());
     // Unregistered then dead: the death finds nothing.
     sp<MockStreamListener> leaving = makeStreamListener();
-    mService->unregisterStreamListener(registerListener(leaving).second);
+    mService->unregisterStreamListener(registerStreamListener(leaving).second);
     log.clear();
     leaving->die();
     EXPECT_EQ(log.texts(ANDROID_LOG_ERROR),
@@ -105,7 +93,7 @@ TEST_F(StreamListenerTest, AListenerThatCannotBeLinkedIsReportedAndKept) {
     sp<MockStreamListener> dead = makeStreamListener();
     dead->die();
     LogCapture log;
-    EXPECT_EQ(registerListener(dead), std::make_pair(InfoReturn::FAILURE, uint64_t{0}));
+    EXPECT_EQ(registerStreamListener(dead), std::make_pair(InfoReturn::FAILURE, uint64_t{0}));
     EXPECT_EQ(log.texts(ANDROID_LOG_ERROR),
               std::vector<std::string>{
                       "Failed to register death recipient to get death notification"});
@@ -119,18 +107,18 @@ TEST_F(StreamListenerTest, AListenerThatCannotBeLinkedIsReportedAndKept) {
 
 TEST_F(StreamListenerTest, ANullListenerIsRefusedAndTakesNoId) {
     LogCapture log;
-    std::pair<InfoReturn, uint64_t> answer = registerListener(nullptr);
+    std::pair<InfoReturn, uint64_t> answer = registerStreamListener(nullptr);
     EXPECT_EQ(answer.first, InfoReturn::FAILURE);
     EXPECT_EQ(log.texts(ANDROID_LOG_ERROR),
               std::vector<std::string>{"[registerStreamListener] null listener"});
-    EXPECT_EQ(registerListener(makeStreamListener()).second, 0u);
+    EXPECT_EQ(registerStreamListener(makeStreamListener()).second, 0u);
     EXPECT_EQ(Codec2InfoInternal::addStreamInfo(makeStream(1)), InfoReturn::SUCCESS);
 }
 
 TEST_F(StreamListenerTest, RegistrationLinesFollowTheLogSwitch) {
     turnLogSwitchOn();
     LogCapture log;
-    registerListener(makeStreamListener());
+    registerStreamListener(makeStreamListener());
     EXPECT_EQ(
             log.texts(ANDROID_LOG_DEBUG),
             (std::vector<std::string>{"[L 848][registerStreamListener]",

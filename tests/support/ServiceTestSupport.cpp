@@ -62,6 +62,18 @@ std::vector<ST_STREAM_LIST> ServiceTest::streamList() {
     return streams;
 }
 
+std::pair<InfoReturn, uint64_t> ServiceTest::registerStreamListener(
+        const sp<MockStreamListener>& listener) {
+    std::pair<InfoReturn, uint64_t> answer{InfoReturn::FAILURE, 0};
+    int calls = 0;
+    mService->registerStreamListener(listener, [&](InfoReturn ret, uint64_t id) {
+        ++calls;
+        answer = {ret, id};
+    });
+    EXPECT_EQ(calls, 1);
+    return answer;
+}
+
 std::pair<InfoReturn, uint64_t> ServiceTest::registerEventListener(
         uint64_t streamId, std::vector<std::string> names, const sp<MockEventListener>& listener) {
     std::pair<InfoReturn, uint64_t> answer{InfoReturn::FAILURE, 0};

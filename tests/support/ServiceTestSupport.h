@@ -91,6 +91,8 @@ protected:
 
     // The registry as a client sees it.
     std::vector<ST_STREAM_LIST> streamList();
+    // Registers a stream listener; returns {result, id}.
+    std::pair<InfoReturn, uint64_t> registerStreamListener(const sp<MockStreamListener>& listener);
     // Registers an event listener; returns {result, id}.
     std::pair<InfoReturn, uint64_t> registerEventListener(uint64_t streamId,
                                                           std::vector<std::string> names,

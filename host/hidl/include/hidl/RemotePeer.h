@@ -47,21 +47,15 @@ public:
     // Ends the peer's process: calls fail with DEAD_OBJECT from now on and
     // every linked recipient is told. Returns once all have been told.
     void die() {
-        std::vector<Obituary> obituaries;
-        {
-            std::lock_guard<std::mutex> lock(mLock);
-            if (mDead) return;
-            mDead = true;
-            obituaries.swap(mObituaries);
-        }
-        wp<hidl::base::V1_0::IBase> who(static_cast<hidl::base::V1_0::IBase*>(this));
-        std::thread binderThread([&] {
-            for (const Obituary& obituary : obituaries) {
-                sp<hidl_death_recipient> recipient = obituary.recipient.promote();
-                if (recipient != nullptr) recipient->serviceDied(obituary.cookie, who);
-            }
-        });
-        binderThread.join();
+        std::thread binderThread = startDying();
+        if (binderThread.joinable()) binderThread.join();
+    }
+
+    // The same from inside one of the peer's own calls, whose caller may
+    // hold locks that the recipients take: returns without waiting for them.
+    void dieDuringCall() {
+        std::thread binderThread = startDying();
+        if (binderThread.joinable()) binderThread.detach();
     }
 
     // Makes calls fail with FAILED_TRANSACTION while the process lives on
@@ -85,6 +79,26 @@ private:
         wp<hidl_death_recipient> recipient;
         uint64_t cookie;
     };
+
+    // Marks the peer dead and tells the recipients on a new thread; no
+    // thread when it was dead already. The thread touches nothing of the
+    // peer but a weak reference, so it may outlive it.
+    std::thread startDying() {
+        std::vector<Obituary> obituaries;
+        {
+            std::lock_guard<std::mutex> lock(mLock);
+            if (mDead) return std::thread();
+            mDead = true;
+            obituaries.swap(mObituaries);
+        }
+        wp<hidl::base::V1_0::IBase> who(static_cast<hidl::base::V1_0::IBase*>(this));
+        return std::thread([obituaries = std::move(obituaries), who] {
+            for (const Obituary& obituary : obituaries) {
+                sp<hidl_death_recipient> recipient = obituary.recipient.promote();
+                if (recipient != nullptr) recipient->serviceDied(obituary.cookie, who);
+            }
+        });
+    }
 
     mutable std::mutex mLock;
     bool mDead = false;

@@ -1,0 +1,211 @@
+// Readers that never read or have gone, a release racing a capture, and
+// components whose callables throw: the service answers and lives on.
+#include <android/log.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+#include "support/DebugTestSupport.h"
+#include "support/LogCapture.h"
+#include "support/ServiceTestSupport.h"
+
+namespace c2info_test {
+namespace {
+
+using ::vendor::larkspan::hardware::c2::info::V1_0::CAPTURE_BUFFER_DESCRIPTION;
+
+class HostileClientTest : public ServiceTest {
+protected:
+    // debug() on the write end of a pipe, on a thread of its own.
+    std::future<void> debugInto(int fd, std::vector<std::string> words) {
+        return std::async(std::launch::async, [this, fd, words] {
+            native_handle_t* handle = native_handle_create(1, 0);
+            handle->data[0] = fd;
+            mService->debug(hidl_handle(handle), hidl_vec<hidl_string>(words.begin(), words.end()));
+            native_handle_delete(handle);
+        });
+    }
+};
+
+// Before, the report was written with the main lock held: the component
+// below waited for as long as nobody read.
+TEST_F(HostileClientTest, AReaderWhoNeverReadsHoldsUpNothingButItsOwnRequest) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    fcntl(ends[1], F_SETPIPE_SZ, 4096);
+    fcntl(ends[1], F_SETFL, O_NONBLOCK);
+    while (write(ends[1], "x", 1) == 1) {
+    }
+    fcntl(ends[1], F_SETFL, 0);
+
+    LogCapture log;
+    std::future<void> request = debugInto(ends[1], {"--enable"});
+    ASSERT_EQ(request.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    EXPECT_EQ(Codec2InfoInternal::addStreamInfo(makeStream(1)), InfoReturn::SUCCESS);
+    request.get();
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR,
+                        "[debug] debug output abandoned: the reader is gone or stalled"),
+              1u);
+    runDebug(*mService, {"--disable"});
+    close(ends[0]);
+    close(ends[1]);
+}
+
+// Before, SIGPIPE ended the process.
+TEST_F(HostileClientTest, AReaderWhoClosedItsEndDoesNotEndTheProcess) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    debugInto(ends[1], {"--help"}).get();
+    sigset_t pending;
+    sigpending(&pending);
+    EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+    close(ends[1]);
+    EXPECT_EQ(linesOf(runDebug(*mService, {"--help"})).at(1), "Usage: ");
+}
+
+struct CapturingComponent {
+    CapturingComponent() : buffer(native_handle_create(1, 0)) {
+        buffer->data[0] = memfd_create("capture", MFD_CLOEXEC);
+    }
+    ~CapturingComponent() {
+        native_handle_close(buffer);
+        native_handle_delete(buffer);
+    }
+    std::shared_ptr<Callbacks> callbacks(uint32_t id, bool binds) {
+        auto cb = std::make_shared<Callbacks>();
+        cb->captureBufferCb = [this, id, binds] {
+            if (binds) Codec2InfoInternal::bindCaptured(id, hidl_handle(buffer));
+        };
+        cb->releaseBufferCb = [this] { ++releases; };
+        return cb;
+    }
+    native_handle_t* buffer;
+    std::atomic<int> releases{0};
+};
+
+// Before, the release ran while the client was still reading the buffer.
+TEST_F(HostileClientTest, AReleaseWaitsUntilTheClientHasItsCapture) {
+    CapturingComponent component;
+    Codec2InfoInternal::addStreamInfo(makeStream(1));
+    Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(1, true), 1);
+    std::future<InfoReturn> release;
+    mService->getCurrentVDECBuffer(1, [&](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION& d) {
+        EXPECT_EQ(ret, InfoReturn::SUCCESS);
+        EXPECT_EQ(d.buffer.getNativeHandle(), component.buffer);
+        release = std::async(std::launch::async,
+                             [&]() -> InfoReturn { return mService->releaseVDECBuffer(1); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_EQ(component.releases, 0);
+    });
+    EXPECT_EQ(release.get(), InfoReturn::SUCCESS);
+    EXPECT_EQ(component.releases, 1);
+}
+
+TEST_F(HostileClientTest, AStreamThatGoesTakesItsCapturedBufferWithIt) {
+    CapturingComponent component;
+    for (uint32_t id : {1u, 2u}) Codec2InfoInternal::addStreamInfo(makeStream(id));
+    Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(1, true), 1);
+    Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(2, false), 2);
+    auto capture = [&](uint32_t id) {
+        InfoReturn result = InfoReturn::FAILURE;
+        mService->getCurrentVDECBuffer(
+                id, [&](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION&) { result = ret; });
+        return result;
+    };
+    EXPECT_EQ(capture(1), InfoReturn::SUCCESS);
+    // Another stream's capture still reports a buffer whose stream lives.
+    EXPECT_EQ(capture(2), InfoReturn::SUCCESS);
+    Codec2InfoInternal::removeStreamInfoByUniqueId(1);
+    EXPECT_EQ(capture(2), InfoReturn::FAILURE);
+}
+
+// Before, each throw went through a binder thread or ended the monitor
+// thread: std::terminate.
+TEST_F(HostileClientTest, CallablesThatThrowAreAnsweredAsFailures) {
+    auto fail = [] { throw std::runtime_error("boom"); };
+    auto callbacks = std::make_shared<Callbacks>();
+    callbacks->getInfoCb = [&](std::vector<std::string>, uint32_t) -> std::vector<CmtInfoStruct> {
+        fail();
+        return {};
+    };
+    callbacks->captureBufferCb = fail;
+    callbacks->releaseBufferCb = fail;
+    callbacks->enableCaptureCb = [&](bool, uint64_t) { fail(); };
+    callbacks->enableDebugCb = [&](bool) { fail(); };
+    callbacks->getDebugInfoCb = [&](_DebugDescription*) { fail(); };
+    callbacks->c2DumpCb = [&](bool) { throw 42; };
+    callbacks->reloadPropCb = fail;
+    Codec2InfoInternal::addStreamInfo(makeStream(1));
+    Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, 1);
+
+    LogCapture log;
+    mService->getInfo(1, {"key"}, [](CmtReturn ret, const hidl_vec<CmtInfoStruct>& items) {
+        EXPECT_EQ(ret, CmtReturn::FAILURE);
+        EXPECT_EQ(items.size(), 0u);
+    });
+    mService->getCurrentVDECBuffer(1, [](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION&) {
+        EXPECT_EQ(ret, InfoReturn::FAILURE);
+    });
+    EXPECT_EQ(mService->releaseVDECBuffer(1), InfoReturn::FAILURE);
+    EXPECT_EQ(mService->enableCapture(1, true, 0), InfoReturn::FAILURE);
+    runDebug(*mService, {"--enable"});
+    const std::string monitorCaught = "[getDebugInfo_l] getDebugInfoCb threw: boom";
+    for (int i = 0; i < 1000 && log.count(ANDROID_LOG_ERROR, monitorCaught) == 0; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    for (const char* word : {"--reloadProp", "--disable"}) runDebug(*mService, {word});
+    runDebug(*mService, {"--c2dump", "1", "1"});
+    for (const char* line :
+         {"[getInfo] getInfoCb threw: boom", "[getCurrentVDECBuffer] captureBufferCb threw: boom",
+          "[releaseVDECBuffer] releaseBufferCb threw: boom",
+          "[enableCapture] enableCaptureCb threw: boom",
+          "[enableDebug_l] enableDebugCb threw: boom",
+          "[getDebugInfo_l] getDebugInfoCb threw: boom", "[cmdReloadProp] reloadPropCb threw: boom",
+          "[cmdC2Dump] c2DumpCb threw"}) {
+        EXPECT_GE(log.count(ANDROID_LOG_ERROR, line), 1u) << line;
+    }
+    EXPECT_EQ(linesOf(runDebug(*mService, {"--enable"})).back().find("already"), std::string::npos);
+    runDebug(*mService, {"--disable"});
+}
+
+bool builtWithSanitizer() {
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+    return true;
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return true;
+#endif
+    return false;
+}
+
+// The address space is made too small for a thread's stack.
+TEST_F(HostileClientTest, AMonitorThatCannotStartLeavesTheMonitorStopped) {
+    if (builtWithSanitizer()) GTEST_SKIP() << "sanitizers need the address space";
+    long pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    rlimit old;
+    getrlimit(RLIMIT_AS, &old);
+    rlimit tight{static_cast<rlim_t>(pages) * getpagesize() + (2 << 20), old.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
+    std::string failed = runDebug(*mService, {"--enable"});
+    setrlimit(RLIMIT_AS, &old);
+
+    EXPECT_NE(failed.find("C2 LsHal Ver-1.3 - Enable(failed: "), std::string::npos) << failed;
+    EXPECT_EQ(linesOf(runDebug(*mService, {"--dump"})).back(),
+              "C2 LsHal Ver-1.3 - Dump(not enabled)");
+    EXPECT_EQ(linesOf(runDebug(*mService, {"--enable"})).size(), 2u);
+    runDebug(*mService, {"--disable"});
+}
+
+}  // namespace
+}  // namespace c2info_test
