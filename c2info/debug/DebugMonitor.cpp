@@ -53,8 +53,9 @@ void Codec2InfoService::getDebugInfo_l() {
             description.recordTimeNs = static_cast<uint64_t>(recordTime.tv_sec) * 1000000000 +
                                        static_cast<uint64_t>(recordTime.tv_nsec);
         }
-        if (!callComponent("getDebugInfo_l", "getDebugInfoCb",
-                           [&] { callbacks->getDebugInfoCb(&description); })) {
+        if (!callComponent("getDebugInfo_l", "getDebugInfoCb", [&, &component = callbacks] {
+                component->getDebugInfoCb(&description);
+            })) {
             continue;
         }
 
@@ -90,7 +91,7 @@ void Codec2InfoService::setComponentsDebug_l(bool enable) {
     for (const auto& [streamId, callbacks] : Codec2InfoInternalCallbacks) {
         if (callbacks == nullptr || !callbacks->enableDebugCb) continue;
         callComponent(enable ? "enableDebug_l" : "disableDebug_l", "enableDebugCb",
-                      [&] { callbacks->enableDebugCb(enable); });
+                      [&, &component = callbacks] { component->enableDebugCb(enable); });
     }
 }
 

@@ -18,7 +18,7 @@ class StagedOutput {
 public:
     // How long one flush may wait for the reader before the request's
     // output is given up.
-    static constexpr std::chrono::milliseconds kFlushTimeout{3000};
+    static constexpr std::chrono::milliseconds kFlushTimeout{2000};
 
     explicit StagedOutput(int requesterFd);
     // Flushes what is left.

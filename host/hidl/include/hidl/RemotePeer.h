@@ -55,7 +55,25 @@ public:
     // hold locks that the recipients take: returns without waiting for them.
     void dieDuringCall() {
         std::thread binderThread = startDying();
-        if (binderThread.joinable()) binderThread.detach();
+        if (!binderThread.joinable()) return;
+        std::lock_guard<std::mutex> lock(mLock);
+        mObituaryThread = std::move(binderThread);
+    }
+
+    // Waits until the recipients that dieDuringCall() tells have been told.
+    void awaitObituaries() {
+        std::thread binderThread;
+        {
+            std::lock_guard<std::mutex> lock(mLock);
+            binderThread = std::move(mObituaryThread);
+        }
+        if (binderThread.joinable()) binderThread.join();
+    }
+
+    // Never waits: the last reference may go under a lock the recipients
+    // take. The thread needs nothing of the peer.
+    ~RemotePeer() override {
+        if (mObituaryThread.joinable()) mObituaryThread.detach();
     }
 
     // Makes calls fail with FAILED_TRANSACTION while the process lives on
@@ -104,6 +122,7 @@ private:
     bool mDead = false;
     bool mTransportFailing = false;
     std::vector<Obituary> mObituaries;
+    std::thread mObituaryThread;
 };
 
 }  // namespace hardware
