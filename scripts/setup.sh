@@ -8,7 +8,7 @@ packages=(
     android-libutils-dev android-libcutils-dev android-liblog-dev android-libbase-dev
     hidl-gen
     libgtest-dev libgmock-dev libbenchmark-dev
-    libyuv-dev libpng-dev
+    libyuv-dev libpng-dev nlohmann-json3-dev libedit-dev
     clang libclang-rt-14-dev libc++-14-dev libc++abi-14-dev libc6-dev-armhf-cross
 )
 

@@ -1,0 +1,181 @@
+#include "SimApplication.h"
+
+#include <hidl/RemotePeer.h>
+#include <vendor/larkspan/hardware/c2/info/1.0/ICodec2InfoServiceEventListener.h>
+#include <vendor/larkspan/hardware/c2/info/1.0/ICodec2InfoServiceStreamListener.h>
+#include <vendor/larkspan/hardware/cmt/1.0/ICmtInfoServiceListener.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "Output.h"
+
+namespace sim {
+
+using ::android::sp;
+using ::android::hardware::hidl_string;
+using ::android::hardware::hidl_vec;
+using ::android::hardware::RemotePeer;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+using ::vendor::larkspan::hardware::c2::info::V1_0::ICodec2InfoService;
+using ::vendor::larkspan::hardware::c2::info::V1_0::ICodec2InfoServiceEventListener;
+using ::vendor::larkspan::hardware::c2::info::V1_0::ICodec2InfoServiceStreamListener;
+using ::vendor::larkspan::hardware::c2::info::V1_0::InfoReturn;
+using ::vendor::larkspan::hardware::c2::info::V1_0::NotifyEventInfo;
+using ::vendor::larkspan::hardware::cmt::V1_0::CmtInfoStruct;
+using ::vendor::larkspan::hardware::cmt::V1_0::CmtReturn;
+using ::vendor::larkspan::hardware::cmt::V1_0::ICmtInfoServiceListener;
+
+class SimApplication::StreamListener : public RemotePeer<ICodec2InfoServiceStreamListener> {
+public:
+    explicit StreamListener(SimApplication* application) : mApplication(application) {}
+
+    Return<void> onNotify(uint32_t type, uint64_t streamId, const hidl_string& info) override {
+        if (auto status = transportStatus(); !status.isOk()) return status;
+        if (type != 0) {
+            say("app: stream %llu removed (%s)", static_cast<unsigned long long>(streamId),
+                info.c_str());
+            return Void();
+        }
+        say("app: stream %llu added (%s)", static_cast<unsigned long long>(streamId), info.c_str());
+        std::lock_guard<std::mutex> lock(mApplication->mLock);
+        mApplication->mNewStreams.push_back(streamId);
+        mApplication->mWork.notify_one();
+        return Void();
+    }
+
+private:
+    SimApplication* const mApplication;
+};
+
+// One per stream: the notification does not say whose event it is.
+class SimApplication::EventListener : public RemotePeer<ICodec2InfoServiceEventListener> {
+public:
+    explicit EventListener(uint64_t streamId) : mStreamId(streamId) {}
+
+    Return<void> onNotify(const NotifyEventInfo& event) override {
+        if (auto status = transportStatus(); !status.isOk()) return status;
+        say("app: event %s of stream %llu (value %d \"%s\")", event.event.c_str(),
+            static_cast<unsigned long long>(mStreamId), event.info.intValue,
+            event.info.strValue.c_str());
+        return Void();
+    }
+
+private:
+    const uint64_t mStreamId;
+};
+
+class SimApplication::InfoListener : public RemotePeer<ICmtInfoServiceListener> {
+public:
+    Return<void> onNotify(uint64_t streamId, uint64_t event, const CmtInfoStruct&) override {
+        if (auto status = transportStatus(); !status.isOk()) return status;
+        say("app: information of stream %llu: event %llu",
+            static_cast<unsigned long long>(streamId), static_cast<unsigned long long>(event));
+        return Void();
+    }
+};
+
+SimApplication::SimApplication(sp<ICodec2InfoService> service, std::vector<std::string> eventNames)
+    : mService(std::move(service)),
+      mEventNames(std::move(eventNames)),
+      mStreamListener(new StreamListener(this)),
+      mInfoListener(new InfoListener()) {}
+
+SimApplication::~SimApplication() {
+    stop();
+}
+
+bool SimApplication::start() {
+    mThread = std::thread([this] { subscriber(); });
+    InfoReturn result = InfoReturn::FAILURE;
+    mService->registerStreamListener(mStreamListener, [&](InfoReturn ret, uint64_t id) {
+        result = ret;
+        std::lock_guard<std::mutex> lock(mLock);
+        mStreamListenerId = id;
+    });
+    if (result != InfoReturn::SUCCESS) say("app: the service refused the stream listener");
+    return result == InfoReturn::SUCCESS;
+}
+
+// mLock is never held while calling the service: its notifications take it.
+void SimApplication::die() {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mDead) return;
+        mDead = true;
+    }
+    endSubscriber();
+    say("app: dies");
+    mStreamListener->die();
+    mInfoListener->die();
+    for (const auto& [id, listener] : takeEventListeners()) listener->die();
+}
+
+void SimApplication::stop() {
+    endSubscriber();
+    uint64_t streamListenerId;
+    std::vector<uint64_t> infoStreams;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mDead) return;
+        streamListenerId = std::exchange(mStreamListenerId, 0);
+        infoStreams.swap(mInfoStreams);
+    }
+    if (streamListenerId != 0) (void)mService->unregisterStreamListener(streamListenerId).isOk();
+    for (const auto& [id, listener] : takeEventListeners()) {
+        (void)mService->unregisterEventListener(id).isOk();
+    }
+    for (uint64_t streamId : infoStreams) (void)mService->unregisterListener(streamId).isOk();
+}
+
+void SimApplication::endSubscriber() {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mEnding = true;
+    }
+    mWork.notify_one();
+    if (mThread.joinable()) mThread.join();
+}
+
+std::vector<std::pair<uint64_t, sp<SimApplication::EventListener>>>
+SimApplication::takeEventListeners() {
+    std::lock_guard<std::mutex> lock(mLock);
+    return std::exchange(mEventListeners, {});
+}
+
+void SimApplication::subscriber() {
+    std::unique_lock<std::mutex> lock(mLock);
+    for (;;) {
+        mWork.wait(lock, [this] { return mEnding || !mNewStreams.empty(); });
+        if (mEnding) return;
+        uint64_t streamId = mNewStreams.front();
+        mNewStreams.pop_front();
+        lock.unlock();
+        subscribe(streamId);
+        lock.lock();
+    }
+}
+
+void SimApplication::subscribe(uint64_t streamId) {
+    hidl_vec<hidl_string> names(mEventNames.size());
+    std::copy(mEventNames.begin(), mEventNames.end(), names.begin());
+    sp<EventListener> eventListener = new EventListener(streamId);
+    InfoReturn events = InfoReturn::FAILURE;
+    uint64_t eventListenerId = 0;
+    mService->registerEventListener(streamId, names, eventListener,
+                                    [&](InfoReturn ret, uint64_t id) {
+                                        events = ret;
+                                        eventListenerId = id;
+                                    });
+    CmtReturn info =
+            mService->registerListener(streamId, mInfoListener, {}).withDefault(CmtReturn::FAILURE);
+    say("app: stream %llu: events %s, information %s", static_cast<unsigned long long>(streamId),
+        events == InfoReturn::SUCCESS ? "subscribed" : "refused",
+        info == CmtReturn::SUCCESS ? "subscribed" : "refused");
+    std::lock_guard<std::mutex> lock(mLock);
+    if (events == InfoReturn::SUCCESS) mEventListeners.emplace_back(eventListenerId, eventListener);
+    if (info == CmtReturn::SUCCESS) mInfoStreams.push_back(streamId);
+}
+
+}  // namespace sim

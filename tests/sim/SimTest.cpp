@@ -1,0 +1,210 @@
+// c2info-sim end to end: the binary as a user runs it.
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+std::string slurp(const std::string& path) {
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+class SimTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/c2info-sim-test.XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        mDir = pattern;
+    }
+    void TearDown() override { (void)std::system(("rm -rf " + mDir).c_str()); }
+
+    std::string path(const std::string& name) const { return mDir + "/" + name; }
+
+    void write(const std::string& name, const std::string& text) const {
+        std::ofstream(path(name)) << text;
+    }
+
+    // Runs the binary in the test's directory with `input` on its stdin.
+    Outcome sim(const std::string& arguments, const std::string& input = "") const {
+        write("stdin", input);
+        std::string command = "cd " + mDir + " && " + C2INFO_SIM + " " + arguments +
+                              " < stdin > stdout 2> stderr";
+        int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(path("stdout")),
+                slurp(path("stderr"))};
+    }
+
+    std::string mDir;
+};
+
+// The verdict lines of the owner analysis, stream by stream: "strId(N)"
+// followed by the owner line of that stream.
+std::vector<std::string> verdicts(const std::string& out) {
+    std::vector<std::string> found;
+    std::istringstream lines(out.substr(out.find("- owner\t")));
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find("dispatch to") != std::string::npos) found.push_back(line);
+    }
+    return found;
+}
+
+struct Rgb {
+    int r, g, b;
+};
+
+// Reads an RGB PNG; empty when it does not decode.
+std::vector<Rgb> readPng(const std::string& file, uint32_t* width, uint32_t* height) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    if (!png_image_begin_read_from_file(&image, file.c_str())) return {};
+    image.format = PNG_FORMAT_RGB;
+    std::vector<uint8_t> bytes(PNG_IMAGE_SIZE(image));
+    if (!png_image_finish_read(&image, nullptr, bytes.data(), 0, nullptr)) return {};
+    *width = image.width;
+    *height = image.height;
+    std::vector<Rgb> pixels;
+    for (size_t i = 0; i + 2 < bytes.size(); i += 3) {
+        pixels.push_back({bytes[i], bytes[i + 1], bytes[i + 2]});
+    }
+    return pixels;
+}
+
+TEST_F(SimTest, TheShowNamesEachStreamsOwnerAndSavesAColourBarFrame) {
+    Outcome run = sim("");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(verdicts(run.out),
+              (std::vector<std::string>{
+                      "  No abnormal case found. By default, dispatch to **displink owner** to "
+                      "confirm ",
+                      "  dispatch to **APK owner** ", "  dispatch to **Displink Owner** ",
+                      "  dispatch to **C2BWM Owner** "}));
+    // The broadcast stream went to 3840x2160 at 1.5 s; its frame shows the
+    // eight bars, white to black, with the moving box on at most one of
+    // the four rows probed.
+    uint32_t width = 0, height = 0;
+    std::vector<Rgb> pixels = readPng(path("capture.png"), &width, &height);
+    ASSERT_EQ(width, 3840u);
+    ASSERT_EQ(height, 2160u);
+    const Rgb kBars[] = {{255, 255, 255}, {255, 255, 0}, {0, 255, 255}, {0, 255, 0},
+                         {255, 0, 255},   {255, 0, 0},   {0, 0, 255},   {0, 0, 0}};
+    for (int bar = 0; bar < 8; ++bar) {
+        int matching = 0;
+        for (uint32_t row = height / 8; row < height; row += height / 4) {
+            const Rgb& pixel = pixels[row * width + (2 * bar + 1) * width / 16];
+            matching += std::abs(pixel.r - kBars[bar].r) < 40 &&
+                        std::abs(pixel.g - kBars[bar].g) < 40 &&
+                        std::abs(pixel.b - kBars[bar].b) < 40;
+        }
+        EXPECT_GE(matching, 3) << "bar " << bar;
+    }
+}
+
+struct Verdict {
+    const char* scenario;
+    const char* finding;
+    const char* owner;
+};
+
+void PrintTo(const Verdict& verdict, std::ostream* out) {
+    *out << verdict.scenario;
+}
+
+class ShippedScenarioTest : public SimTest, public ::testing::WithParamInterface<Verdict> {};
+
+TEST_P(ShippedScenarioTest, ReachesItsVerdictAtTheConsole) {
+    const Verdict& verdict = GetParam();
+    Outcome run = sim(std::string("--console --scenario ") + C2INFO_SCENARIOS + "/" +
+                              verdict.scenario + ".json",
+                      "--enable\nsleep 0.3\n--owner\n");
+    ASSERT_EQ(run.status, 0) << run.err;
+    std::string expected = std::string(verdict.finding) + "\n" + verdict.owner;
+    EXPECT_NE(run.out.find(expected), std::string::npos) << run.out;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Files, ShippedScenarioTest,
+        ::testing::Values(
+                Verdict{"releasing", "  C2 releasing and stuck in state:3 ",
+                        "  dispatch to **C2 Owner** "},
+                Verdict{"pending-es", "  pending es larger than pendingThreshold:7 ",
+                        "  dispatch to **C2 Owner** "},
+                Verdict{"no-sync-id", "  hwSyncId not set to C2 ", "  dispatch to **APK owner** "},
+                Verdict{"tpc-not-connected", "  C2 not connect TPC pipeline ",
+                        "  dispatch to **TPC owner** "},
+                Verdict{"first-pts", "  C2 not notify first pts to TPC ",
+                        "  dispatch to **C2 owner** "},
+                Verdict{"displink-destroyed", "--debug mediator", "  dispatch to **C2 Owner** "},
+                Verdict{"preload", "  Displink not preload done ",
+                        "  dispatch to **Displink owner** "},
+                Verdict{"paused", "  C2 pause state 1, not in play state ",
+                        "  dispatch to **TPC owner** "},
+                Verdict{"dtv-initial-drop", "  C2 DTV initial drop not finished ",
+                        "  dispatch to **C2 owner** "},
+                Verdict{"auto-drop", "  C2 in autoDrop mode ", "  dispatch to **C2 owner** "},
+                Verdict{"insufficient-output", "  insufficient output data :4 ",
+                        "  dispatch to **C2 Owner** "}),
+        [](const auto& info) {
+            std::string name = info.param.scenario;
+            for (char& c : name) c = c == '-' ? '_' : c;
+            return name;
+        });
+
+TEST_F(SimTest, AMalformedScenarioIsRefusedWithItsPathAndRunsNothing) {
+    const std::string kStream = R"({"stream": {"streamid": 1}, "component": "a")";
+    const struct {
+        std::string streams;
+        const char* message;
+    } kCases[] = {
+            {R"({"stream": {"streamid": 1, "width": 7}, "component": "a"})",
+             "streams[0].stream.width: expected an even integer from 2 to 8192"},
+            {kStream + R"(, "debug": {"pendingES": 256}})",
+             "streams[0].debug.pendingES: expected an integer from 0 to 255"},
+            {kStream + R"(, "debug": {"input": "many"}})",
+             "streams[0].debug.input: expected an integer"},
+            {kStream + "}, " + kStream + "}",
+             "streams[1].stream.streamid: expected an id that streams[0] does not use"},
+            {kStream + R"(, "events": [{"atMs": 5, "event": "Resolution_change"}]})",
+             "streams[0].events[0].event: expected an event name"},
+            {kStream + R"(, "colour": 1})", "streams[0].colour: unknown key"},
+            {kStream + "}, ]", "not JSON: parse error at line 1"},
+    };
+    for (const auto& mistake : kCases) {
+        write("bad.json", R"({"name": "bad", "seconds": 1, "streams": [)" + mistake.streams + "]}");
+        Outcome run = sim("--scenario bad.json");
+        EXPECT_EQ(run.status, 2) << mistake.message;
+        EXPECT_NE(run.err.find("c2info-sim: bad.json: " + std::string(mistake.message)),
+                  std::string::npos)
+                << run.err;
+        EXPECT_EQ(run.err.find("addStreamInfo"), std::string::npos) << mistake.message;
+    }
+}
+
+TEST_F(SimTest, AfterTheApplicationDiesItsListenersHearNothing) {
+    write("events.json", R"({"name": "events", "seconds": 10, "streams": [
+        {"stream": {"streamid": 5}, "component": "c2.vdec.avc",
+         "events": [{"atMs": 200, "event": "hdr_change"}, {"atMs": 1500, "event": "vrr_change"}]}]})");
+    Outcome run =
+            sim("--verbose --console --scenario events.json", "sleep 0.8\nkill-app\nsleep 1.2\n");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("app: event hdr_change of stream 5"), std::string::npos) << run.out;
+    EXPECT_EQ(run.out.find("vrr_change"), std::string::npos) << run.out;
+    EXPECT_NE(run.err.find("eventListener died"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("streamListener died"), std::string::npos) << run.err;
+}
+
+}  // namespace
