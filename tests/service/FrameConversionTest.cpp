@@ -3,9 +3,14 @@
 #include <SharedFrame.h>
 #include <android/log.h>
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <cinttypes>
 #include <cstring>
+#include <fstream>
 
 #include "support/LogCapture.h"
 #include "support/ServiceTestSupport.h"
@@ -38,6 +43,37 @@ public:
 
 private:
     rlimit mSaved;
+};
+
+// Memory a client hands over: a memfd of any size (holes cost nothing),
+// sealed against shrinking or not, reached through a descriptor of its own.
+class ClientMemory {
+public:
+    ClientMemory(uint64_t size, bool sealed) {
+        mFd = memfd_create("c2info-client", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+        EXPECT_EQ(ftruncate(mFd, static_cast<off_t>(size)), 0);
+        if (sealed) {
+            EXPECT_EQ(fcntl(mFd, F_ADD_SEALS, F_SEAL_SHRINK), 0);
+        }
+        mHandle = native_handle_create(1, 0);
+        mHandle->data[0] = mFd;
+    }
+    // The same memory through a descriptor opened read-only.
+    ClientMemory(const ClientMemory& writable, int flags) {
+        mFd = open(("/proc/self/fd/" + std::to_string(writable.mFd)).c_str(), flags | O_CLOEXEC);
+        mHandle = native_handle_create(1, 0);
+        mHandle->data[0] = mFd;
+    }
+    ~ClientMemory() {
+        native_handle_close(mHandle);
+        native_handle_delete(mHandle);
+    }
+    const native_handle_t* handle() const { return mHandle; }
+    int fd() const { return mFd; }
+
+private:
+    int mFd;
+    native_handle_t* mHandle;
 };
 
 class FrameConversionTest : public ServiceTest {
@@ -171,6 +207,81 @@ TEST_F(FrameConversionTest, HostileGeometriesAreRefusedWithoutTouchingOtherMemor
     native_handle_delete(noFds);
 }
 
+// Each hands the converter something a careless one would act on: strides
+// whose product with the tile height wraps libyuv's int, memory the client
+// could truncate under us, and a read-only descriptor of memory that was
+// written through a writable one before.
+TEST_F(FrameConversionTest, HostileMemoryIsRefusedAndNothingIsWritten) {
+    FrameGenerator::BufferInfo wide{};  // tiled NV12
+    wide.width = 16, wide.height = 64, wide.lumaStride = 1u << 26, wide.chromaStride = 1u << 27;
+    ClientMemory huge(uint64_t{1} << 33, true);
+    auto tall = SharedFrame::create(16, 64, FrameGenerator::kFormatLinearNV12);
+    ClientMemory unsealed(mSource->size(), false);
+    ClientMemory unsealedDestination(mDestination->size(), false);
+    ClientMemory destination(mDestination->size(), true);
+    ClientMemory readOnly(destination, O_RDONLY);
+    mSource->writePicture(drawColorBars(kWidth, kHeight, 3));
+    ASSERT_EQ(detile(mSource->handle(), destination.handle(), describe(mSource->info()),
+                     describe(mDestination->info())),
+              InfoReturn::SUCCESS);
+    ASSERT_EQ(ftruncate(destination.fd(), 0), -1);  // sealed
+    const uint8_t zeros[64] = {};
+    ASSERT_EQ(pwrite(destination.fd(), zeros, sizeof(zeros), 0), 64);
+
+    struct Case {
+        const char* name;
+        const native_handle_t* src;
+        FrameGenerator::BufferInfo srcInfo;
+        const native_handle_t* dst;
+        FrameGenerator::BufferInfo dstInfo;
+    } cases[] = {
+            {"strides times tile height beyond int", huge.handle(), wide, tall->handle(),
+             tall->info()},
+            {"unsealed source", unsealed.handle(), mSource->info(), mDestination->handle(),
+             mDestination->info()},
+            {"unsealed destination", mSource->handle(), mSource->info(),
+             unsealedDestination.handle(), mDestination->info()},
+            {"read-only destination", mSource->handle(), mSource->info(), readOnly.handle(),
+             mDestination->info()},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(detile(c.src, c.dst, describe(c.srcInfo), describe(c.dstInfo)),
+                  InfoReturn::FAILURE);
+    }
+    uint8_t head[64];
+    ASSERT_EQ(pread(destination.fd(), head, sizeof(head), 0), 64);
+    EXPECT_EQ(memcmp(head, zeros, sizeof(head)), 0);
+    EXPECT_EQ(tall->readPicture().y, std::vector<uint8_t>(16 * 64));
+}
+
+// The pages of this process that map the client's memory.
+uint64_t mappedBytesOf(const char* name) {
+    std::ifstream maps("/proc/self/maps");
+    uint64_t total = 0;
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find(name) == std::string::npos) continue;
+        uint64_t begin = 0, end = 0;
+        sscanf(line.c_str(), "%" SCNx64 "-%" SCNx64, &begin, &end);
+        total += end - begin;
+    }
+    return total;
+}
+
+TEST_F(FrameConversionTest, OnlyTheRangeAnOperationNeedsIsMapped) {
+    constexpr uint64_t kSize = uint64_t{256} << 20;
+    ClientMemory memory(kSize, true);
+    FrameGenerator::BufferInfo info = mSource->info();
+    info.metadataOffset = kSize - 32;
+    const char block[32] = {'C', '2', 'F', 'M', 'E', 'T', 'A', '1', 7};
+    ASSERT_EQ(pwrite(memory.fd(), block, sizeof(block), static_cast<off_t>(kSize - 32)), 32);
+
+    auto [ret, metaData] = getMetaData(memory.handle(), describe(info));
+    EXPECT_EQ(ret, InfoReturn::SUCCESS);
+    EXPECT_EQ(metaData.value0, 7u);
+    EXPECT_LE(mappedBytesOf("memfd:c2info-client"), 2 * 4096u);
+}
+
 TEST_F(FrameConversionTest, MetaDataStoredWithTheFrameIsReadBack) {
     mSource->storeMetaData({123456789, 42, 1920, 1080});
     auto [ret, metaData] = getMetaData(mSource->handle(), describe(mSource->info()));
@@ -195,6 +306,7 @@ TEST_F(FrameConversionTest, MetaDataFailuresAnswerZerosAndReleaseTheClone) {
              "[L 761][getMetaData] getMetaData fail"},
             {"block past the end", mSource->handle(), pastTheEnd, false,
              "[L 761][getMetaData] getMetaData fail"},
+
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -1,7 +1,8 @@
 // Host substitute for the platform's closed frame converter
 // (libcodec2_framegenerator), behind the same interface. It works on buffers
-// whose native handle carries one file descriptor of shared memory (a memfd)
-// as its first fd, and never keeps, closes or frees a handle it is given.
+// whose native handle carries one file descriptor of shared memory (a memfd
+// sealed with F_SEAL_SHRINK) as its first fd, and never keeps, closes or
+// frees a handle it is given.
 //
 // What the geometry words mean here (the service copies them by position):
 //
@@ -23,10 +24,11 @@
 //
 // detile() converts a tiled NV12 source into a linear NV12 destination of the
 // same size; getMetaData() reads the block a producer stored. Mappings of the
-// buffers are kept between calls (see MappingCache). Every geometry
-// is checked against the real size of the memory first: anything that would
-// reach outside it, or a handle without a descriptor, is refused with a
-// negative errno status.
+// buffers are kept between calls (see MappingCache). Every geometry is
+// checked against the real size of the memory before the range it needs is
+// mapped: anything that would reach outside it, a handle without a
+// descriptor, memory that could shrink or a read-only destination is
+// refused with a negative errno status.
 #pragma once
 
 #include <cutils/native_handle.h>

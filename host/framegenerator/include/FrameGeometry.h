@@ -20,11 +20,13 @@ constexpr uint32_t alignUp(uint32_t value, uint32_t alignment) {
 
 // The bytes each plane spans from its offset; 0 for a geometry that no
 // buffer can have (zero or odd sizes, strides too small or misaligned, an
-// unknown format, values libyuv cannot take).
+// unknown format, values libyuv cannot take: it steps through a tiled plane
+// by stride times tile height in int).
 uint64_t lumaPlaneSize(const FrameGenerator::BufferInfo& info);
 uint64_t chromaPlaneSize(const FrameGenerator::BufferInfo& info);
 
-// True when both planes lie inside memory of memorySize bytes.
-bool fits(const FrameGenerator::BufferInfo& info, uint64_t memorySize);
+// The bytes [*begin, *end) of the memory that both planes lie in; false for
+// a geometry that no buffer can have.
+bool span(const FrameGenerator::BufferInfo& info, uint64_t* begin, uint64_t* end);
 
 }  // namespace framegeometry

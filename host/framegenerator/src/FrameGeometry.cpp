@@ -1,5 +1,6 @@
 #include <FrameGeometry.h>
 
+#include <algorithm>
 #include <climits>
 
 namespace framegeometry {
@@ -19,7 +20,9 @@ bool plausible(const FrameGenerator::BufferInfo& info) {
         case FrameGenerator::kFormatTiledNV12:
             return info.lumaStride % kTileWidth == 0 && info.chromaStride % kTileWidth == 0 &&
                    info.lumaStride >= alignUp(info.width, kTileWidth) &&
-                   info.chromaStride >= alignUp(info.width, kTileWidth);
+                   info.chromaStride >= alignUp(info.width, kTileWidth) &&
+                   info.lumaStride <= INT_MAX / kLumaTileHeight &&
+                   info.chromaStride <= INT_MAX / kChromaTileHeight;
         case FrameGenerator::kFormatLinearNV12:
             return info.lumaStride >= info.width && info.chromaStride >= info.width;
     }
@@ -50,12 +53,13 @@ uint64_t chromaPlaneSize(const FrameGenerator::BufferInfo& info) {
     return planeSpan(rows, info.chromaStride, info.width);
 }
 
-bool fits(const FrameGenerator::BufferInfo& info, uint64_t memorySize) {
+bool span(const FrameGenerator::BufferInfo& info, uint64_t* begin, uint64_t* end) {
     uint64_t luma = lumaPlaneSize(info);
     uint64_t chroma = chromaPlaneSize(info);
     if (luma == 0 || chroma == 0) return false;
-    return uint64_t{info.lumaOffset} + luma <= memorySize &&
-           uint64_t{info.chromaOffset} + chroma <= memorySize;
+    *begin = std::min(info.lumaOffset, info.chromaOffset);
+    *end = std::max(uint64_t{info.lumaOffset} + luma, uint64_t{info.chromaOffset} + chroma);
+    return true;
 }
 
 }  // namespace framegeometry

@@ -1,5 +1,6 @@
 #include <FrameGeometry.h>
 #include <SharedFrame.h>
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -94,9 +95,11 @@ std::unique_ptr<SharedFrame> SharedFrame::create(uint32_t width, uint32_t height
 }
 
 bool SharedFrame::map() {
-    int fd = memfd_create("c2info-frame", MFD_CLOEXEC);
+    // The converter maps only memory that cannot shrink under it.
+    int fd = memfd_create("c2info-frame", MFD_CLOEXEC | MFD_ALLOW_SEALING);
     if (fd < 0) return false;
-    if (ftruncate(fd, static_cast<off_t>(mSize)) != 0) {
+    if (ftruncate(fd, static_cast<off_t>(mSize)) != 0 ||
+        fcntl(fd, F_ADD_SEALS, F_SEAL_SHRINK) != 0) {
         close(fd);
         return false;
     }
