@@ -188,22 +188,5 @@ TEST_F(BufferCaptureTest, CaptureSwitchesPassThroughToTheComponent) {
               (std::vector<std::pair<bool, uint64_t>>{{true, 0xFFFFFFFFFFull}, {false, 0}}));
 }
 
-TEST_F(BufferCaptureTest, FailuresWriteTheirUnlockLinesWithTheSwitch) {
-    turnLogSwitchOn();
-    LogCapture log;
-    capture(4);
-    mService->releaseVDECBuffer(4);
-    mService->enableCapture(4, true, 0);
-    std::vector<std::string> debug = log.texts(ANDROID_LOG_DEBUG);
-    std::vector<std::string> expected = {"getCurrentVDECBuffer : uniqueStreamId = 4",
-                                         "[L 654][getCurrentVDECBuffer] unlock",
-                                         "[L 269][getStreamList] enter",
-                                         "[L 275][getStreamList] unlock",
-                                         "release vdec buffer : uniqueStreamId = 4",
-                                         "[L 671][releaseVDECBuffer] unlock",
-                                         "[L 684][enableCapture] unlock"};
-    EXPECT_EQ(debug, expected);
-}
-
 }  // namespace
 }  // namespace c2info_test

@@ -187,38 +187,5 @@ TEST_F(EventDispatchTest, AnInformationListenerOutlivesItsStream) {
     EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::HDR_CHANGE));
 }
 
-TEST_F(EventDispatchTest, PostingWritesItsDebugLines) {
-    Codec2InfoInternal::addStreamInfo(makeStream(3));
-    turnLogSwitchOn();
-    sp<MockInfoListener> info = makeInfoListener();
-    sp<MockEventListener> events = makeEventListener();
-    registerInfoListener(3, info, {});
-    registerEventListener(3, {"hdr_change"}, events);
-    EXPECT_CALL(*info, notified(_, _, _, _)).Times(2);
-    EXPECT_CALL(*events, notified(_, _, _));
-
-    LogCapture log;
-    Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::HDR_CHANGE);
-    Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::RESERVED_2);
-    Codec2InfoInternal::postCodec2EventToAPK(8, NotifyEvent::HDR_CHANGE);
-    EXPECT_EQ(
-            log.texts(ANDROID_LOG_DEBUG),
-            (std::vector<std::string>{
-                    "[L 794][postCodec2EventToAPK]",
-                    "[L 802][postCodec2EventToAPK] hdr_change event",
-                    "[L 817][postCodec2EventToAPK] onNotify Event, streamId 3",
-                    "[L 826][postCodec2EventToAPK] unlock",
-                    "[L 213][postCodec2EventToAPK] =[1]postCodec2EventToAPK  9",
-                    "[L 219][postCodec2EventToAPK] [2]postCodec2EventToAPK  9",
-                    "[L 794][postCodec2EventToAPK]", "[L 799][postCodec2EventToAPK] Unknown event",
-                    "[L 213][postCodec2EventToAPK] =[1]postCodec2EventToAPK  2",
-                    "[L 219][postCodec2EventToAPK] [2]postCodec2EventToAPK  2",
-                    "[L 794][postCodec2EventToAPK]",
-                    "[L 802][postCodec2EventToAPK] hdr_change event",
-                    "[L 826][postCodec2EventToAPK] unlock",
-                    "[L 228][postCodec2EventToAPK] postCodec2EventToAPK  9, uniqueStreamId not "
-                    "exist"}));
-}
-
 }  // namespace
 }  // namespace c2info_test

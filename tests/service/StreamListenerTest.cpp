@@ -115,18 +115,5 @@ TEST_F(StreamListenerTest, ANullListenerIsRefusedAndTakesNoId) {
     EXPECT_EQ(Codec2InfoInternal::addStreamInfo(makeStream(1)), InfoReturn::SUCCESS);
 }
 
-TEST_F(StreamListenerTest, RegistrationLinesFollowTheLogSwitch) {
-    turnLogSwitchOn();
-    LogCapture log;
-    registerStreamListener(makeStreamListener());
-    EXPECT_EQ(
-            log.texts(ANDROID_LOG_DEBUG),
-            (std::vector<std::string>{"[L 848][registerStreamListener]",
-                                      "[L 859][registerStreamListener] mStreamListenerCb size = 1",
-                                      "[L 867][registerStreamListener] unlock"}));
-    EXPECT_EQ(log.texts(ANDROID_LOG_INFO),
-              std::vector<std::string>{"[L 856][registerStreamListener] newStreamListenerId = 0"});
-}
-
 }  // namespace
 }  // namespace c2info_test

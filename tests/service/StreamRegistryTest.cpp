@@ -175,22 +175,5 @@ TEST_F(StreamRegistryTest, AddWritesItsInformationLineAlwaysAndDebugLinesOnlyWit
     EXPECT_EQ(log.texts(ANDROID_LOG_INFO), std::vector<std::string>{info});
 }
 
-TEST_F(StreamRegistryTest, UpdateDebugLinesShowTheStoredValuesInTheirWidths) {
-    Codec2InfoInternal::addStreamInfo(makeStream(1));
-    turnLogSwitchOn();
-    int32_t pqid = -2;
-    uint32_t width = 4000000000u;
-    uint64_t luma = 0x100000000ull;
-    LogCapture log;
-    Codec2InfoInternal::updateStreamInfo(1, {{10, &pqid, 4}, {1, &width, 4}, {15, &luma, 2}});
-    EXPECT_EQ(
-            log.texts(ANDROID_LOG_DEBUG),
-            (std::vector<std::string>{
-                    "[updateStreamInfo] streamUniqueId 1, queryItemsSize:3",
-                    "[updateStreamInfo] attr:10", "[updateStreamInfo] value:-2, size:4",
-                    "[updateStreamInfo] attr:1", "[updateStreamInfo] value:4000000000, size:4",
-                    "[updateStreamInfo] attr:15", "[updateStreamInfo] value:4294967296, size:2"}));
-}
-
 }  // namespace
 }  // namespace c2info_test
