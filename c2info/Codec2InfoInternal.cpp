@@ -11,8 +11,15 @@ namespace c2 {
 namespace info {
 namespace implementation {
 
+Codec2InfoService* Codec2InfoInternal::instance() {
+    if (Codec2InfoService* service = Codec2InfoService::mInstance.load(std::memory_order_acquire)) {
+        return service;
+    }
+    return Codec2InfoService::getInstance().get();
+}
+
 Return<InfoReturn> Codec2InfoInternal::addStreamInfo(const ST_STREAM_LIST& info) {
-    sp<Codec2InfoService> service = Codec2InfoService::getInstance();
+    Codec2InfoService* service = instance();
     if (service == nullptr) {
         logLine(ANDROID_LOG_ERROR, 126, "addStreamInfo", "addStreamInfo mInstance is null");
         return InfoReturn::FAILURE;
@@ -22,7 +29,7 @@ Return<InfoReturn> Codec2InfoInternal::addStreamInfo(const ST_STREAM_LIST& info)
 
 Return<InfoReturn> Codec2InfoInternal::updateStreamInfo(uint32_t streamUniqueId,
                                                         const std::vector<StreamInfoItem>& items) {
-    sp<Codec2InfoService> service = Codec2InfoService::getInstance();
+    Codec2InfoService* service = instance();
     if (service == nullptr) {
         logLine(ANDROID_LOG_ERROR, 135, "updateStreamInfo", "updateStreamInfo mInstance is null");
         return InfoReturn::FAILURE;
@@ -31,7 +38,7 @@ Return<InfoReturn> Codec2InfoInternal::updateStreamInfo(uint32_t streamUniqueId,
 }
 
 Return<InfoReturn> Codec2InfoInternal::bindCaptured(uint32_t id, const hidl_handle& handle) {
-    sp<Codec2InfoService> service = Codec2InfoService::getInstance();
+    Codec2InfoService* service = instance();
     if (service == nullptr) {
         logLine(ANDROID_LOG_ERROR, 144, "bindCaptured", "bindCaptured mInstance is null");
         return InfoReturn::FAILURE;
@@ -40,7 +47,7 @@ Return<InfoReturn> Codec2InfoInternal::bindCaptured(uint32_t id, const hidl_hand
 }
 
 Return<InfoReturn> Codec2InfoInternal::removeStreamInfoByUniqueId(uint32_t uniqueId) {
-    sp<Codec2InfoService> service = Codec2InfoService::getInstance();
+    Codec2InfoService* service = instance();
     if (service == nullptr) {
         // The text names an older function; scripts match it as it is.
         logLine(ANDROID_LOG_ERROR, 154, "removeStreamInfoByUniqueId",
@@ -58,7 +65,7 @@ void Codec2InfoInternal::setCodec2InfoServiceCallback(std::shared_ptr<Codec2Info
         logLine(ANDROID_LOG_ERROR, 165, kFunction, "Callback NULL!");
         return;
     }
-    sp<Codec2InfoService> service = Codec2InfoService::getInstance();
+    Codec2InfoService* service = instance();
     if (service == nullptr) {
         logLine(ANDROID_LOG_ERROR, 170, kFunction,
                 "setCodec2InfoServiceCallback mInstance is null");
@@ -73,7 +80,7 @@ bool Codec2InfoInternal::postCodec2EventToAPK(uint32_t uniqueStreamId, NotifyEve
 
 bool Codec2InfoInternal::postCodec2EventToAPK(uint32_t uniqueStreamId, NotifyEvent event,
                                               CmtInfoStruct info) {
-    sp<Codec2InfoService> service = Codec2InfoService::getInstance();
+    Codec2InfoService* service = instance();
     if (service == nullptr) {
         logLine(ANDROID_LOG_ERROR, 199, "postCodec2EventToAPK",
                 "postCodec2EventToAPK mInstance is null");
@@ -87,7 +94,7 @@ bool Codec2InfoInternal::postCodec2EventToAPK(uint32_t uniqueStreamId, NotifyEve
 uint32_t Codec2InfoInternal::getDropMode() {
     Codec2InfoService* service = Codec2InfoService::mInstance.load(std::memory_order_acquire);
     uint32_t mode = service != nullptr ? service->mMode.load() : 0;
-    logDebugLine(235, "getMode", "mMode = %u", mode);
+    if (logSwitchOn()) logDebugLine(235, "getMode", "mMode = %u", mode);
     return mode;
 }
 

@@ -60,6 +60,13 @@ Codec2InfoService::Codec2InfoService()
       } {
     mStreamDeathRecipient = new StreamDeathRecipient(this);
     mEventDeathRecipient = new EventDeathRecipient(this);
+    // In key order, the first name of a value wins, as eventToString() has it.
+    for (const auto& [name, value] : mEventNames) {
+        auto index = static_cast<size_t>(value);
+        if (index < mEventNameOfValue.size() && mEventNameOfValue[index] == nullptr) {
+            mEventNameOfValue[index] = &name;
+        }
+    }
 }
 
 Codec2InfoService::~Codec2InfoService() = default;
@@ -83,10 +90,9 @@ bool Codec2InfoService::calledFromCallback(RankedMutex::Rank rank, const char* f
 
 // The table is filled by the constructor and never changed: no lock.
 std::string Codec2InfoService::eventToString(NotifyEvent event) {
-    for (const auto& [name, value] : mEventNames) {
-        if (value == event) return name;
-    }
-    return std::string();
+    auto index = static_cast<uint64_t>(event);
+    if (index >= mEventNameOfValue.size() || mEventNameOfValue[index] == nullptr) return {};
+    return *mEventNameOfValue[index];
 }
 
 NotifyEvent Codec2InfoService::stringToEvent(const std::string& name) {

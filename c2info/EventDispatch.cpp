@@ -3,6 +3,7 @@
 #include <Codec2InfoService.h>
 
 #include <algorithm>
+#include <optional>
 
 #include "ServiceLog.h"
 
@@ -12,6 +13,25 @@ namespace hardware {
 namespace c2 {
 namespace info {
 namespace implementation {
+
+namespace {
+
+// The notification refers to the name in the event table and to the
+// component's payload, both alive until the last listener is told, instead
+// of copying them for every post.
+NotifyEventInfo notificationOf(const std::string& name, const CmtInfoStruct& info) {
+    NotifyEventInfo notification;
+    notification.event.setToExternal(name.data(), name.size());
+    notification.info.intValue = info.intValue;
+    notification.info.strValue.setToExternal(info.strValue.c_str(), info.strValue.size());
+    return notification;
+}
+
+}  // namespace
+
+// Components post from their decoding threads: the debug lines are tested
+// for before the calls that would write them (here and in
+// updateStreamInfo), so that a post with the switch off costs no call.
 
 // The event listeners are told under the main lock, then the information
 // listener under the query-listener lock. The two are never held together:
@@ -35,15 +55,17 @@ bool Codec2InfoService::postEvent(uint32_t uniqueStreamId, NotifyEvent event,
     auto filter = mInfoListenIds.find(uniqueStreamId);
     if (listener == mInfoListeners.end() || active == mInfoListenerActive.end() ||
         !active->second || filter == mInfoListenIds.end()) {
-        logDebugLine(228, kFunction, "postCodec2EventToAPK  %llu, uniqueStreamId not exist", value);
+        if (logSwitchOn())
+            logDebugLine(228, kFunction, "postCodec2EventToAPK  %llu, uniqueStreamId not exist",
+                         value);
         return false;
     }
-    logDebugLine(213, kFunction, "=[1]postCodec2EventToAPK  %llu", value);
+    if (logSwitchOn()) logDebugLine(213, kFunction, "=[1]postCodec2EventToAPK  %llu", value);
     const std::vector<uint64_t>& wanted = filter->second;
     if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), value) == wanted.end()) {
         return true;
     }
-    logDebugLine(219, kFunction, "[2]postCodec2EventToAPK  %llu", value);
+    if (logSwitchOn()) logDebugLine(219, kFunction, "[2]postCodec2EventToAPK  %llu", value);
     CmtInfoStruct empty{};
     Return<void> ret = listener->second->onNotify(uniqueStreamId, value, empty);
     if (!ret.isOk()) {
@@ -53,34 +75,39 @@ bool Codec2InfoService::postEvent(uint32_t uniqueStreamId, NotifyEvent event,
 }
 
 Return<InfoReturn> Codec2InfoService::postCodec2EventToAPK(uint32_t uniqueStreamId,
-                                                           NotifyEvent event, CmtInfoStruct info) {
+                                                           NotifyEvent event,
+                                                           const CmtInfoStruct& info) {
     const char* kFunction = "postCodec2EventToAPK";
-    logDebugEntry(794, kFunction);
+    if (logSwitchOn()) logDebugEntry(794, kFunction);
     if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
-    std::string name = eventToString(event);
-    if (name.empty()) {
+    auto index = static_cast<uint64_t>(event);
+    const std::string* name = index < mEventNameOfValue.size() ? mEventNameOfValue[index] : nullptr;
+    if (name == nullptr) {
         // Events without a name never reach event listeners.
-        logDebugLine(799, kFunction, "Unknown event");
+        if (logSwitchOn()) logDebugLine(799, kFunction, "Unknown event");
         return InfoReturn::SUCCESS;
     }
-    logDebugLine(802, kFunction, "%s event", name.c_str());
+    if (logSwitchOn()) logDebugLine(802, kFunction, "%s event", name->c_str());
     MuxGuard lock(mLock);
     if (mEventListenerInfo.empty()) return InfoReturn::SUCCESS;
 
-    NotifyEventInfo notification{name, info};
+    // Made for the first listener it reaches: most posts reach none.
+    std::optional<NotifyEventInfo> notification;
     for (const auto& [id, registration] : mEventListenerInfo) {
         const std::vector<NotifyEvent>& events = registration.events;
         if (registration.uniqueStreamId != uniqueStreamId ||
             std::find(events.begin(), events.end(), event) == events.end()) {
             continue;
         }
-        logDebugLine(817, kFunction, "onNotify Event, streamId %u", uniqueStreamId);
-        Return<void> ret = registration.listener->onNotify(notification);
+        if (logSwitchOn())
+            logDebugLine(817, kFunction, "onNotify Event, streamId %u", uniqueStreamId);
+        if (!notification) notification.emplace(notificationOf(*name, info));
+        Return<void> ret = registration.listener->onNotify(*notification);
         if (!ret.isOk()) {
             logText(ANDROID_LOG_ERROR, "Listener onNotify error: %s", ret.description().c_str());
         }
     }
-    logDebugLine(826, kFunction, "unlock");
+    if (logSwitchOn()) logDebugLine(826, kFunction, "unlock");
     return InfoReturn::SUCCESS;
 }
 

@@ -115,7 +115,10 @@ Return<void> Codec2InfoService::getInfo(uint64_t uniqueStreamId, const hidl_vec<
         }
     }
     logDebugLine(600, kFunction, "unlock");
-    cb(answered ? CmtReturn::SUCCESS : CmtReturn::FAILURE, hidl_vec<CmtInfoStruct>(items));
+    // The component's answer goes to the client without another copy.
+    hidl_vec<CmtInfoStruct> answer;
+    answer.setToExternal(items.data(), items.size());
+    cb(answered ? CmtReturn::SUCCESS : CmtReturn::FAILURE, answer);
     return Void();
 }
 

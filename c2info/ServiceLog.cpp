@@ -17,10 +17,6 @@ namespace implementation {
 
 namespace {
 
-// Read by every thread without a lock; a stale value only changes which
-// debug lines appear.
-std::atomic<int> gLogSwitch{0};
-
 std::string formatText(const char* format, va_list args) {
     va_list measure;
     va_copy(measure, args);
@@ -44,14 +40,12 @@ void writeText(int priority, const char* format, va_list args) {
 
 }  // namespace
 
+std::atomic<int> gLogSwitch{0};
+
 void reloadLogSwitch() {
     char value[PROPERTY_VALUE_MAX];
     property_get("vendor.qrv.c2infoservice.log", value, "0");
     gLogSwitch = atoi(value);
-}
-
-bool logSwitchOn() {
-    return gLogSwitch != 0;
 }
 
 void logLine(int priority, int line, const char* function, const char* format, ...) {

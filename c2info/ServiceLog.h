@@ -6,6 +6,8 @@
 
 #include <android/log.h>
 
+#include <atomic>
+
 namespace vendor {
 namespace larkspan {
 namespace hardware {
@@ -15,7 +17,14 @@ namespace implementation {
 
 // Sets the log switch from the property "vendor.qrv.c2infoservice.log".
 void reloadLogSwitch();
-bool logSwitchOn();
+
+// Read by every thread without a lock; a stale value only changes which
+// debug lines appear. Inline, so that the hot paths test it before paying
+// for a call with variable arguments.
+extern std::atomic<int> gLogSwitch;
+inline bool logSwitchOn() {
+    return gLogSwitch.load(std::memory_order_relaxed) != 0;
+}
 
 // "[L%4d][%s] " then the formatted text, at any priority.
 void logLine(int priority, int line, const char* function, const char* format, ...)

@@ -2,8 +2,11 @@
 #include <Codec2InfoService.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <iterator>
+#include <type_traits>
+#include <utility>
 
 #include "ServiceLog.h"
 
@@ -27,19 +30,23 @@ struct AttributeField {
 // ST_STREAM_LIST. False for a number outside 0..16.
 bool findAttributeField(ST_STREAM_LIST& r, uint32_t attr, AttributeField* field) {
     using K = AttributeKind;
-    const AttributeField fields[] = {
-            {&r.sourcetype, K::kSigned32},     {&r.width, K::kUnsigned32},
-            {&r.height, K::kUnsigned32},       {&r.field3, K::kUnsigned32},
-            {&r.field4, K::kUnsigned32},       {&r.field5, K::kUnsigned32},
-            {&r.field6, K::kUnsigned32},       {&r.field7, K::kUnsigned32},
-            {&r.framerate, K::kUnsigned32},    {&r.streamid, K::kUnsigned32},
-            {&r.pqid, K::kSigned32},           {&r.hwSyncId, K::kUnsigned64},
-            {&r.portId, K::kUnsigned32},       {&r.interlace, K::kSigned32},
-            {&r.colorformat, K::kSigned32},    {&r.lumaoffset, K::kUnsigned64},
-            {&r.chromaoffset, K::kUnsigned64},
+    using S = ST_STREAM_LIST;
+    static_assert(std::is_standard_layout_v<S>, "fields are found by their offsets");
+    // Offsets, not the record's addresses: the table is made once, and this
+    // runs for every item a component sends.
+    static constexpr std::pair<size_t, AttributeKind> kFields[] = {
+            {offsetof(S, sourcetype), K::kSigned32},     {offsetof(S, width), K::kUnsigned32},
+            {offsetof(S, height), K::kUnsigned32},       {offsetof(S, field3), K::kUnsigned32},
+            {offsetof(S, field4), K::kUnsigned32},       {offsetof(S, field5), K::kUnsigned32},
+            {offsetof(S, field6), K::kUnsigned32},       {offsetof(S, field7), K::kUnsigned32},
+            {offsetof(S, framerate), K::kUnsigned32},    {offsetof(S, streamid), K::kUnsigned32},
+            {offsetof(S, pqid), K::kSigned32},           {offsetof(S, hwSyncId), K::kUnsigned64},
+            {offsetof(S, portId), K::kUnsigned32},       {offsetof(S, interlace), K::kSigned32},
+            {offsetof(S, colorformat), K::kSigned32},    {offsetof(S, lumaoffset), K::kUnsigned64},
+            {offsetof(S, chromaoffset), K::kUnsigned64},
     };
-    if (attr >= std::size(fields)) return false;
-    *field = fields[attr];
+    if (attr >= std::size(kFields)) return false;
+    *field = {reinterpret_cast<unsigned char*>(&r) + kFields[attr].first, kFields[attr].second};
     return true;
 }
 
@@ -57,18 +64,19 @@ void storeAttribute(const AttributeField& field, const StreamInfoItem& item) {
     switch (field.kind) {
         case AttributeKind::kSigned32: {
             int32_t value = copyValue<int32_t>(field.address, item.value);
-            logDebugText("[%s] value:%d, size:%d", kFunction, value, item.size);
+            if (logSwitchOn()) logDebugText("[%s] value:%d, size:%d", kFunction, value, item.size);
             break;
         }
         case AttributeKind::kUnsigned32: {
             uint32_t value = copyValue<uint32_t>(field.address, item.value);
-            logDebugText("[%s] value:%u, size:%d", kFunction, value, item.size);
+            if (logSwitchOn()) logDebugText("[%s] value:%u, size:%d", kFunction, value, item.size);
             break;
         }
         case AttributeKind::kUnsigned64: {
             auto value =
                     static_cast<unsigned long long>(copyValue<uint64_t>(field.address, item.value));
-            logDebugText("[%s] value:%llu, size:%d", kFunction, value, item.size);
+            if (logSwitchOn())
+                logDebugText("[%s] value:%llu, size:%d", kFunction, value, item.size);
             break;
         }
     }
@@ -137,10 +145,11 @@ Return<InfoReturn> Codec2InfoService::updateStreamInfo(uint32_t streamUniqueId,
         logText(ANDROID_LOG_ERROR, "[%s]find streamid %u error", kFunction, streamUniqueId);
         return InfoReturn::FAILURE;
     }
-    logDebugText("[%s] streamUniqueId %u, queryItemsSize:%u", kFunction, streamUniqueId,
-                 static_cast<uint32_t>(items.size()));
+    if (logSwitchOn())
+        logDebugText("[%s] streamUniqueId %u, queryItemsSize:%u", kFunction, streamUniqueId,
+                     static_cast<uint32_t>(items.size()));
     for (const StreamInfoItem& item : items) {
-        logDebugText("[%s] attr:%d", kFunction, item.attr);
+        if (logSwitchOn()) logDebugText("[%s] attr:%d", kFunction, item.attr);
         if (item.value == nullptr) {
             logText(ANDROID_LOG_ERROR, "[%s]value is NULL", kFunction);
             return InfoReturn::FAILURE;
@@ -194,13 +203,14 @@ Return<void> Codec2InfoService::getStreamList(getStreamList_cb cb) {
         cb(InfoReturn::FAILURE, hidl_vec<ST_STREAM_LIST>());
         return Void();
     }
-    std::vector<ST_STREAM_LIST> streams;
+    // One deep copy, made under the lock, goes to the client as it is.
+    hidl_vec<ST_STREAM_LIST> streams;
     {
         MuxGuard lock(mLock);
         streams = mStreamList;
     }
     logDebugLine(275, kFunction, "unlock");
-    cb(InfoReturn::SUCCESS, hidl_vec<ST_STREAM_LIST>(streams));
+    cb(InfoReturn::SUCCESS, streams);
     return Void();
 }
 

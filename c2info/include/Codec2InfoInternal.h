@@ -21,6 +21,7 @@ namespace info {
 namespace implementation {
 
 struct _DebugDescription;
+class Codec2InfoService;
 
 // One attribute update for updateStreamInfo().
 struct StreamInfoItem {
@@ -81,6 +82,11 @@ public:
     // of the last timed request, as clients set them.
     static uint32_t getDropMode();
     static int64_t getBootCompleteTime();
+
+private:
+    // The service, made on first use; a plain pointer, since it is never
+    // destroyed, spares every call two atomic reference counts.
+    static Codec2InfoService* instance();
 };
 
 }  // namespace implementation

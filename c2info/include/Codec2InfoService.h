@@ -11,6 +11,7 @@
 #include <utils/StrongPointer.h>
 #include <vendor/larkspan/hardware/c2/info/1.0/ICodec2InfoService.h>
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <map>
@@ -115,7 +116,7 @@ public:
     Return<InfoReturn> removeStreamInfoByUniqueId(uint32_t uniqueId);
     Return<InfoReturn> bindCaptured(uint32_t id, const hidl_handle& handle);
     Return<InfoReturn> postCodec2EventToAPK(uint32_t uniqueStreamId, NotifyEvent event,
-                                            CmtInfoStruct info);
+                                            const CmtInfoStruct& info);
 
     // Adds a component's debug commands to the lshal debug interface.
     void addDebugTarget(std::shared_ptr<Codec2InfoDebugTarget> target);
@@ -238,6 +239,10 @@ private:
     sp<StreamDeathRecipient> mStreamDeathRecipient;
     sp<EventDeathRecipient> mEventDeathRecipient;
     const std::map<std::string, const NotifyEvent> mEventNames;
+    // The name eventToString() answers for each value up to the last named
+    // one, found once: posting an event must not walk the table.
+    std::array<const std::string*, static_cast<size_t>(NotifyEvent::BITDEPTH_CHANGE) + 1>
+            mEventNameOfValue{};
     std::thread mDebugMonitor;
     std::condition_variable_any mDebugMonitorWakeUp;
     std::atomic<bool> mDebugMonitorRunning{false};
