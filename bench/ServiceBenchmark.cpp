@@ -416,6 +416,8 @@ BENCHMARK(BM_RegistrationUnderLoad)->Iterations(1)->Unit(benchmark::kMillisecond
 // Each hot path against its floor, printed after the usual table.
 class FloorReporter : public benchmark::ConsoleReporter {
 public:
+    FloorReporter() : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_Defaults : OO_Tabular) {}
+
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) mNs[run.benchmark_name()] = run.GetAdjustedRealTime();

@@ -88,6 +88,8 @@ TEST_F(DebugCommandTest, C2DumpChecksItsParametersAndTellsTheComponent) {
             {{"--c2dump", "7", "0"}, "C2 LsHal Ver-1.3 - Dump streamId: 7 disable\n"},
             {{"--c2dump", " 7", "2x"}, "C2 LsHal Ver-1.3 - Dump streamId: 7 enable\n"},
             {{"--c2dump", "8", "1"}, "C2 LsHal Ver-1.3 - Dump streamId: 8 enable\n"},
+            {{"--c2dump", "-2147483648", "1"},
+             "C2 LsHal Ver-1.3 - Dump streamId: -2147483648 enable\n"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.args.size() > 1 ? c.args[1] : c.args[0]);

@@ -121,7 +121,11 @@ TEST_F(HostileClientTest, AStreamThatGoesTakesItsCapturedBufferWithIt) {
         return result;
     };
     EXPECT_EQ(capture(1), InfoReturn::SUCCESS);
-    // Another stream's capture still reports a buffer whose stream lives.
+    // Another stream's capture still reports a buffer whose stream lives,
+    // even once that other stream is gone.
+    EXPECT_EQ(capture(2), InfoReturn::SUCCESS);
+    Codec2InfoInternal::removeStreamInfoByUniqueId(2);
+    Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(2, false), 2);
     EXPECT_EQ(capture(2), InfoReturn::SUCCESS);
     Codec2InfoInternal::removeStreamInfoByUniqueId(1);
     EXPECT_EQ(capture(2), InfoReturn::FAILURE);

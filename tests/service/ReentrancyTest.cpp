@@ -113,6 +113,82 @@ TEST_F(ReentrancyTest, AComponentCannotPostOrUpdateFromInsideItsCallables) {
     EXPECT_EQ(streamList().at(0).width, 1920u);
 }
 
+// An information listener is told with the query-listener lock held, the
+// highest: from inside it every entry point answers its failure at once and
+// changes nothing.
+TEST_F(ReentrancyTest, EveryEntryPointRefusesFromInsideTheHighestLock) {
+    Codec2InfoInternal::addStreamInfo(makeStream(5));
+    sp<MockInfoListener> info = makeInfoListener();
+    mService->registerListener(5, info, {});
+    sp<MockEventListener> events = makeEventListener();
+    sp<MockStreamListener> streams = makeStreamListener();
+    struct Case {
+        const char* name;
+        std::function<bool()> refused;
+    } cases[] = {
+            {"addStreamInfo",
+             [] {
+                 return Codec2InfoInternal::addStreamInfo(makeStream(6)) == InfoReturn::FAILURE;
+             }},
+            {"removeStreamInfoByUniqueId",
+             [] {
+                 return Codec2InfoInternal::removeStreamInfoByUniqueId(5) == InfoReturn::FAILURE;
+             }},
+            {"registerListener",
+             [&] { return mService->registerListener(5, info, {}) == CmtReturn::FAILURE; }},
+            {"registerStreamListener",
+             [&] {
+                 bool refused = false;
+                 mService->registerStreamListener(streams, [&](InfoReturn ret, uint64_t id) {
+                     refused = ret == InfoReturn::FAILURE && id == UINT64_MAX;
+                 });
+                 return refused;
+             }},
+            {"unregisterStreamListener",
+             [&] { return mService->unregisterStreamListener(0) == InfoReturn::FAILURE; }},
+            {"registerEventListener",
+             [&] {
+                 return registerEventListener(5, {"hdr_change"}, events) ==
+                        std::make_pair(InfoReturn::FAILURE, UINT64_MAX);
+             }},
+            {"updateListenEvents",
+             [&] { return mService->updateListenEvents(0, {}) == InfoReturn::FAILURE; }},
+            {"getIdList",
+             [&] {
+                 bool refused = false;
+                 mService->getIdList([&](CmtReturn ret, auto, const auto& ids) {
+                     refused = ret == CmtReturn::FAILURE && ids.size() == 0;
+                 });
+                 return refused;
+             }},
+            {"convertHwSyncIdToStreamId",
+             [&] {
+                 bool refused = false;
+                 mService->convertHwSyncIdToStreamId(
+                         0x100000005ull, [&](InfoReturn ret, uint32_t id) {
+                             refused = ret == InfoReturn::FAILURE && id == 0xFFFFFFFF;
+                         });
+                 return refused;
+             }},
+            {"enableCapture",
+             [&] { return mService->enableCapture(5, true, 0) == InfoReturn::FAILURE; }},
+            {"releaseVDECBuffer",
+             [&] { return mService->releaseVDECBuffer(5) == InfoReturn::FAILURE; }},
+    };
+    std::vector<std::string> notRefused;
+    EXPECT_CALL(*info, notified(5, _, _, _)).WillOnce(InvokeWithoutArgs([&] {
+        for (const Case& c : cases) {
+            if (!c.refused()) notRefused.push_back(c.name);
+        }
+    }));
+    LogCapture log;
+    Codec2InfoInternal::postCodec2EventToAPK(5, NotifyEvent::HDR_CHANGE);
+    EXPECT_EQ(notRefused, std::vector<std::string>{});
+    for (const Case& c : cases)
+        EXPECT_EQ(log.count(ANDROID_LOG_ERROR, refusal(c.name)), 1u) << c.name;
+    EXPECT_EQ(streamList().size(), 1u);
+}
+
 // The death is delivered on another thread that needs the lock the
 // notifying thread holds: the listener is dropped once the notification
 // is over.
