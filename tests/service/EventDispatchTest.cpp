@@ -54,6 +54,7 @@ TEST_F(EventDispatchTest, NamesResolveExactlyAndUnknownOnesAreSkippedWithAWarnin
     EXPECT_EQ(log.texts(ANDROID_LOG_WARN),
               (std::vector<std::string>{"[L 906][registerEventListener] unknown event HDR_CHANGE",
                                         "[L 906][registerEventListener] unknown event "}));
+    EXPECT_EQ(log.texts(ANDROID_LOG_DEBUG), std::vector<std::string>{});  // the switch is off
     EXPECT_CALL(*listener, notified("vrr_change", 0, ""));
     EXPECT_CALL(*listener, notified("hdr_change", _, _)).Times(0);
     Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::HDR_CHANGE);
