@@ -94,7 +94,7 @@ bool Codec2InfoInternal::postCodec2EventToAPK(uint32_t uniqueStreamId, NotifyEve
 uint32_t Codec2InfoInternal::getDropMode() {
     Codec2InfoService* service = Codec2InfoService::mInstance.load(std::memory_order_acquire);
     uint32_t mode = service != nullptr ? service->mMode.load() : 0;
-    if (logSwitchOn()) logDebugLine(235, "getMode", "mMode = %u", mode);
+    logDebugLine(235, "getMode", "mMode = %u", mode);
     return mode;
 }
 

@@ -90,9 +90,13 @@ bool Codec2InfoService::calledFromCallback(RankedMutex::Rank rank, const char* f
 
 // The table is filled by the constructor and never changed: no lock.
 std::string Codec2InfoService::eventToString(NotifyEvent event) {
+    const std::string* name = eventName(event);
+    return name != nullptr ? *name : std::string();
+}
+
+const std::string* Codec2InfoService::eventName(NotifyEvent event) const {
     auto index = static_cast<uint64_t>(event);
-    if (index >= mEventNameOfValue.size() || mEventNameOfValue[index] == nullptr) return {};
-    return *mEventNameOfValue[index];
+    return index < mEventNameOfValue.size() ? mEventNameOfValue[index] : nullptr;
 }
 
 NotifyEvent Codec2InfoService::stringToEvent(const std::string& name) {

@@ -3,7 +3,6 @@
 #include <Codec2InfoService.h>
 
 #include <algorithm>
-#include <optional>
 
 #include "ServiceLog.h"
 
@@ -29,10 +28,6 @@ NotifyEventInfo notificationOf(const std::string& name, const CmtInfoStruct& inf
 
 }  // namespace
 
-// Components post from their decoding threads: the debug lines are tested
-// for before the calls that would write them (here and in
-// updateStreamInfo), so that a post with the switch off costs no call.
-
 // The event listeners are told under the main lock, then the information
 // listener under the query-listener lock. The two are never held together:
 // a stream listener takes the query-listener lock from inside its
@@ -55,17 +50,15 @@ bool Codec2InfoService::postEvent(uint32_t uniqueStreamId, NotifyEvent event,
     auto filter = mInfoListenIds.find(uniqueStreamId);
     if (listener == mInfoListeners.end() || active == mInfoListenerActive.end() ||
         !active->second || filter == mInfoListenIds.end()) {
-        if (logSwitchOn())
-            logDebugLine(228, kFunction, "postCodec2EventToAPK  %llu, uniqueStreamId not exist",
-                         value);
+        logDebugLine(228, kFunction, "postCodec2EventToAPK  %llu, uniqueStreamId not exist", value);
         return false;
     }
-    if (logSwitchOn()) logDebugLine(213, kFunction, "=[1]postCodec2EventToAPK  %llu", value);
+    logDebugLine(213, kFunction, "=[1]postCodec2EventToAPK  %llu", value);
     const std::vector<uint64_t>& wanted = filter->second;
     if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), value) == wanted.end()) {
         return true;
     }
-    if (logSwitchOn()) logDebugLine(219, kFunction, "[2]postCodec2EventToAPK  %llu", value);
+    logDebugLine(219, kFunction, "[2]postCodec2EventToAPK  %llu", value);
     CmtInfoStruct empty{};
     Return<void> ret = listener->second->onNotify(uniqueStreamId, value, empty);
     if (!ret.isOk()) {
@@ -78,36 +71,32 @@ Return<InfoReturn> Codec2InfoService::postCodec2EventToAPK(uint32_t uniqueStream
                                                            NotifyEvent event,
                                                            const CmtInfoStruct& info) {
     const char* kFunction = "postCodec2EventToAPK";
-    if (logSwitchOn()) logDebugEntry(794, kFunction);
+    logDebugEntry(794, kFunction);
     if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
-    auto index = static_cast<uint64_t>(event);
-    const std::string* name = index < mEventNameOfValue.size() ? mEventNameOfValue[index] : nullptr;
+    const std::string* name = eventName(event);
     if (name == nullptr) {
         // Events without a name never reach event listeners.
-        if (logSwitchOn()) logDebugLine(799, kFunction, "Unknown event");
+        logDebugLine(799, kFunction, "Unknown event");
         return InfoReturn::SUCCESS;
     }
-    if (logSwitchOn()) logDebugLine(802, kFunction, "%s event", name->c_str());
+    logDebugLine(802, kFunction, "%s event", name->c_str());
     MuxGuard lock(mLock);
     if (mEventListenerInfo.empty()) return InfoReturn::SUCCESS;
 
-    // Made for the first listener it reaches: most posts reach none.
-    std::optional<NotifyEventInfo> notification;
+    const NotifyEventInfo notification = notificationOf(*name, info);
     for (const auto& [id, registration] : mEventListenerInfo) {
         const std::vector<NotifyEvent>& events = registration.events;
         if (registration.uniqueStreamId != uniqueStreamId ||
             std::find(events.begin(), events.end(), event) == events.end()) {
             continue;
         }
-        if (logSwitchOn())
-            logDebugLine(817, kFunction, "onNotify Event, streamId %u", uniqueStreamId);
-        if (!notification) notification.emplace(notificationOf(*name, info));
-        Return<void> ret = registration.listener->onNotify(*notification);
+        logDebugLine(817, kFunction, "onNotify Event, streamId %u", uniqueStreamId);
+        Return<void> ret = registration.listener->onNotify(notification);
         if (!ret.isOk()) {
             logText(ANDROID_LOG_ERROR, "Listener onNotify error: %s", ret.description().c_str());
         }
     }
-    if (logSwitchOn()) logDebugLine(826, kFunction, "unlock");
+    logDebugLine(826, kFunction, "unlock");
     return InfoReturn::SUCCESS;
 }
 

@@ -55,16 +55,14 @@ void logLine(int priority, int line, const char* function, const char* format, .
     va_end(args);
 }
 
-void logDebugLine(int line, const char* function, const char* format, ...) {
-    if (!logSwitchOn()) return;
+void writeDebugLine(int line, const char* function, const char* format, ...) {
     va_list args;
     va_start(args, format);
     writeLine(ANDROID_LOG_DEBUG, line, function, format, args);
     va_end(args);
 }
 
-void logDebugEntry(int line, const char* function) {
-    if (!logSwitchOn()) return;
+void writeDebugEntry(int line, const char* function) {
     __android_log_print(ANDROID_LOG_DEBUG, nullptr, "[L%4d][%s]", line, function);
 }
 
@@ -75,8 +73,7 @@ void logText(int priority, const char* format, ...) {
     va_end(args);
 }
 
-void logDebugText(const char* format, ...) {
-    if (!logSwitchOn()) return;
+void writeDebugText(const char* format, ...) {
     va_list args;
     va_start(args, format);
     writeText(ANDROID_LOG_DEBUG, format, args);

@@ -29,14 +29,22 @@ inline bool logSwitchOn() {
 // "[L%4d][%s] " then the formatted text, at any priority.
 void logLine(int priority, int line, const char* function, const char* format, ...)
         __attribute__((format(printf, 4, 5)));
-// The same at debug level, only while the log switch is on.
-void logDebugLine(int line, const char* function, const char* format, ...)
+// The same at debug level; through logDebugLine, only while the switch is on.
+void writeDebugLine(int line, const char* function, const char* format, ...)
         __attribute__((format(printf, 3, 4)));
 // The bare prefix "[L%4d][%s]" at debug level that marks a function's entry.
-void logDebugEntry(int line, const char* function);
+void writeDebugEntry(int line, const char* function);
 // A text without the prefix.
 void logText(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
-void logDebugText(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void writeDebugText(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// The one place that decides whether a debug line is written. Macros, so
+// that with the switch off a component's hot path pays neither the
+// arguments nor a call with variable arguments; the writers keep their
+// format checks.
+#define logDebugLine(...) (logSwitchOn() ? writeDebugLine(__VA_ARGS__) : void())
+#define logDebugEntry(...) (logSwitchOn() ? writeDebugEntry(__VA_ARGS__) : void())
+#define logDebugText(...) (logSwitchOn() ? writeDebugText(__VA_ARGS__) : void())
 
 }  // namespace implementation
 }  // namespace info

@@ -64,19 +64,18 @@ void storeAttribute(const AttributeField& field, const StreamInfoItem& item) {
     switch (field.kind) {
         case AttributeKind::kSigned32: {
             int32_t value = copyValue<int32_t>(field.address, item.value);
-            if (logSwitchOn()) logDebugText("[%s] value:%d, size:%d", kFunction, value, item.size);
+            logDebugText("[%s] value:%d, size:%d", kFunction, value, item.size);
             break;
         }
         case AttributeKind::kUnsigned32: {
             uint32_t value = copyValue<uint32_t>(field.address, item.value);
-            if (logSwitchOn()) logDebugText("[%s] value:%u, size:%d", kFunction, value, item.size);
+            logDebugText("[%s] value:%u, size:%d", kFunction, value, item.size);
             break;
         }
         case AttributeKind::kUnsigned64: {
             auto value =
                     static_cast<unsigned long long>(copyValue<uint64_t>(field.address, item.value));
-            if (logSwitchOn())
-                logDebugText("[%s] value:%llu, size:%d", kFunction, value, item.size);
+            logDebugText("[%s] value:%llu, size:%d", kFunction, value, item.size);
             break;
         }
     }
@@ -145,11 +144,10 @@ Return<InfoReturn> Codec2InfoService::updateStreamInfo(uint32_t streamUniqueId,
         logText(ANDROID_LOG_ERROR, "[%s]find streamid %u error", kFunction, streamUniqueId);
         return InfoReturn::FAILURE;
     }
-    if (logSwitchOn())
-        logDebugText("[%s] streamUniqueId %u, queryItemsSize:%u", kFunction, streamUniqueId,
-                     static_cast<uint32_t>(items.size()));
+    logDebugText("[%s] streamUniqueId %u, queryItemsSize:%u", kFunction, streamUniqueId,
+                 static_cast<uint32_t>(items.size()));
     for (const StreamInfoItem& item : items) {
-        if (logSwitchOn()) logDebugText("[%s] attr:%d", kFunction, item.attr);
+        logDebugText("[%s] attr:%d", kFunction, item.attr);
         if (item.value == nullptr) {
             logText(ANDROID_LOG_ERROR, "[%s]value is NULL", kFunction);
             return InfoReturn::FAILURE;

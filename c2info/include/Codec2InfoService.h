@@ -129,6 +129,10 @@ public:
 private:
     friend class Codec2InfoInternal;
 
+    // The table's name of a value, as eventToString() answers it; null for
+    // a value without one.
+    const std::string* eventName(NotifyEvent event) const;
+
     class StreamDeathRecipient : public hidl_death_recipient {
     public:
         explicit StreamDeathRecipient(Codec2InfoService* service) : mService(service) {}
