@@ -1,16 +1,27 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages that building and testing c2info needs.
-# Safe to run again: it installs only what is missing.
+# Installs the Debian 12 packages that building and testing c2info needs,
+# for the host and for the product's 32-bit ARM ABI (armhf, run under
+# qemu-arm). Safe to run again: it installs only what is missing.
 set -euo pipefail
 
 packages=(
     g++ cmake ninja-build
     android-libutils-dev android-libcutils-dev android-liblog-dev android-libbase-dev
-    hidl-gen
+    hidl-gen blueprint-tools
     libgtest-dev libgmock-dev libbenchmark-dev
     libyuv-dev libpng-dev nlohmann-json3-dev libedit-dev
     clang libclang-rt-14-dev libc++-14-dev libc++abi-14-dev libc6-dev-armhf-cross
+    g++-arm-linux-gnueabihf qemu-user
+    android-libutils-dev:armhf android-libcutils-dev:armhf android-liblog-dev:armhf
+    android-libbase-dev:armhf libgtest-dev:armhf libgmock-dev:armhf libyuv-dev:armhf
 )
+# armhf libbacktrace loads 7z.so from /usr/lib/p7zip, where the amd64
+# p7zip-full already lives; the armhf package is unpacked beside, into the
+# root that the armhf toolchain file hands to the linker and to qemu-arm.
+armhf_overlay=/opt/c2info-armhf-root
+
+sudo=""
+[ "$(id -u)" -ne 0 ] && sudo=sudo
 
 missing=()
 for package in "${packages[@]}"; do
@@ -18,9 +29,18 @@ for package in "${packages[@]}"; do
         missing+=("$package")
     fi
 done
-[ ${#missing[@]} -eq 0 ] && exit 0
+if [ ${#missing[@]} -ne 0 ]; then
+    dpkg --print-foreign-architectures | grep -qx armhf || $sudo dpkg --add-architecture armhf
+    # A mirror in the middle of a sync fails one index or another; what
+    # is missing from the rest shows up as a failed install below.
+    $sudo apt-get update || echo "setup: apt-get update failed in part; installing from what it fetched"
+    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y --no-install-recommends "${missing[@]}"
+fi
 
-sudo=""
-[ "$(id -u)" -ne 0 ] && sudo=sudo
-$sudo apt-get update
-DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y --no-install-recommends "${missing[@]}"
+if [ ! -e "$armhf_overlay/usr/lib/p7zip/7z.so" ]; then
+    download=$(mktemp -d)
+    chmod 777 "$download"
+    (cd "$download" && apt-get download p7zip-full:armhf)
+    $sudo dpkg-deb -x "$download"/p7zip-full_*_armhf.deb "$armhf_overlay"
+    rm -rf "$download"
+fi
