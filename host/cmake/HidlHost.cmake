@@ -8,8 +8,10 @@ set(HIDL_PACKAGE_ROOTS
     -r android.hidl:host/hidl/interfaces
     -r vendor.larkspan.hardware:interfaces)
 set(HIDL_POSTPROCESS ${CMAKE_CURRENT_LIST_DIR}/HidlPostprocess.cmake)
+# hidl-gen checks every frozen .hal against the hashes in current.txt.
 file(GLOB_RECURSE HIDL_ALL_HALS CONFIGURE_DEPENDS
-     ${C2INFO_ROOT}/interfaces/*.hal ${C2INFO_ROOT}/host/hidl/interfaces/*.hal)
+     ${C2INFO_ROOT}/interfaces/*.hal ${C2INFO_ROOT}/host/hidl/interfaces/*.hal
+     ${C2INFO_ROOT}/interfaces/current.txt ${C2INFO_ROOT}/host/hidl/interfaces/current.txt)
 
 # hidl_host_package(<package>@<major>.<minor> HAL_DIR <dir> HEADERS <var> [STUBS <var>])
 # Sets HEADERS to the generated headers and, with STUBS, names a source file
