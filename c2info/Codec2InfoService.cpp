@@ -62,7 +62,7 @@ Codec2InfoService::Codec2InfoService()
     mEventDeathRecipient = new EventDeathRecipient(this);
     // In key order, the first name of a value wins, as eventToString() has it.
     for (const auto& [name, value] : mEventNames) {
-        auto index = static_cast<size_t>(value);
+        auto index = static_cast<uint64_t>(value);
         if (index < mEventNameOfValue.size() && mEventNameOfValue[index] == nullptr) {
             mEventNameOfValue[index] = &name;
         }

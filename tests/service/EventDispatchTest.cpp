@@ -149,6 +149,23 @@ TEST_F(EventDispatchTest, TheInformationListenerFilterDecidesWhatItHears) {
     Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::HDR_CHANGE);
 }
 
+// Event values are 64 bits on every ABI: one that differs from a known event
+// only above bit 31 is neither that event nor filtered as it.
+TEST_F(EventDispatchTest, EventValuesKeepTheirHighBits) {
+    constexpr uint64_t kHighHdr = 0x100000009ull;
+    Codec2InfoInternal::addStreamInfo(makeStream(3));
+    sp<MockInfoListener> info = makeInfoListener();
+    sp<MockEventListener> events = makeEventListener();
+    registerInfoListener(3, info, {kHighHdr});
+    registerEventListener(3, {"hdr_change"}, events);
+
+    InSequence inOrder;
+    EXPECT_CALL(*info, notified(3, kHighHdr, 0, ""));
+    EXPECT_CALL(*events, notified("hdr_change", 0, ""));
+    EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(3, static_cast<NotifyEvent>(kHighHdr)));
+    EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::HDR_CHANGE));
+}
+
 TEST_F(EventDispatchTest, InformationListenersNeedAStreamAndStayAfterUnregistering) {
     sp<MockInfoListener> info = makeInfoListener();
     LogCapture log;

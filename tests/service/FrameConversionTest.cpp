@@ -282,6 +282,62 @@ TEST_F(FrameConversionTest, OnlyTheRangeAnOperationNeedsIsMapped) {
     EXPECT_LE(mappedBytesOf("memfd:c2info-client"), 2 * 4096u);
 }
 
+// Whether a page mapped from `offset` (page-aligned or not) shows the byte
+// that pread finds there.
+bool mapsAtFullOffset(int fd, uint64_t offset, char byte) {
+    uint64_t page = offset & ~uint64_t{4095};
+    void* data = mmap(nullptr, 8192, PROT_READ, MAP_SHARED, fd, static_cast<off_t>(page));
+    if (data == MAP_FAILED) return false;
+    bool same = static_cast<const char*>(data)[offset - page + 8] == byte;
+    munmap(data, 8192);
+    return same;
+}
+
+// On the product's 32-bit ABI, size_t and pointers end at 2^32 and off_t,
+// unless widened, at 2^31: frames and metadata high in a client's memory
+// must still be found at their own bytes, and a span no address space
+// there can hold refused rather than wrapped.
+TEST_F(FrameConversionTest, OffsetsNearTheThirtyTwoBitEdgesReachTheirOwnBytes) {
+    constexpr uint64_t kHigh = 0xFFFF0000;  // the frame ends below 2^32
+    ClientMemory memory(kHigh + (uint64_t{1} << 17), true);
+    LinearPicture picture = drawColorBars(kWidth, kHeight, 5);
+    mSource->writePicture(picture);
+    ASSERT_EQ(pwrite(memory.fd(), mSource->data(), mSource->size(), static_cast<off_t>(kHigh)),
+              static_cast<ssize_t>(mSource->size()));
+    FrameGenerator::BufferInfo high = mSource->info();
+    high.lumaOffset += kHigh;
+    high.chromaOffset += kHigh;
+    EXPECT_EQ(detile(memory.handle(), mDestination->handle(), describe(high),
+                     describe(mDestination->info())),
+              InfoReturn::SUCCESS);
+    EXPECT_EQ(mDestination->readPicture().y, picture.y);
+
+    // Luma at the start, chroma near 2^32: more than a 32-bit process can map.
+    FrameGenerator::BufferInfo apart = mSource->info();
+    apart.chromaOffset += kHigh;
+    EXPECT_EQ(detile(memory.handle(), mDestination->handle(), describe(apart),
+                     describe(mDestination->info())),
+              sizeof(size_t) == 4 ? InfoReturn::FAILURE : InfoReturn::SUCCESS);
+
+    // A block across 2^32, and one whose offset only its high bits tell from
+    // the block at 0.
+    const char block[32] = {'C', '2', 'F', 'M', 'E', 'T', 'A', '1', 7};
+    const char other[32] = {'C', '2', 'F', 'M', 'E', 'T', 'A', '1', 9};
+    ASSERT_EQ(pwrite(memory.fd(), other, sizeof(other), 0), 32);
+    for (uint64_t offset : {(uint64_t{1} << 32) - 8, uint64_t{1} << 32}) {
+        SCOPED_TRACE(offset);
+        ASSERT_EQ(pwrite(memory.fd(), block, sizeof(block), static_cast<off_t>(offset)), 32);
+        if (!mapsAtFullOffset(memory.fd(), offset, block[8])) {
+            GTEST_SKIP() << "mmap here cuts file offsets to 32 bits (qemu-user 7.2 does)";
+        }
+        FrameGenerator::BufferInfo info = mSource->info();
+        info.metadataOffset = offset;
+        auto [ret, metaData] = getMetaData(memory.handle(), describe(info));
+        EXPECT_EQ(ret, InfoReturn::SUCCESS);
+        EXPECT_EQ(metaData.value0, 7u);
+    }
+}
+
 TEST_F(FrameConversionTest, MetaDataStoredWithTheFrameIsReadBack) {
     mSource->storeMetaData({123456789, 42, 1920, 1080});
     auto [ret, metaData] = getMetaData(mSource->handle(), describe(mSource->info()));
