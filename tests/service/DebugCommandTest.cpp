@@ -39,21 +39,7 @@ protected:
 
 TEST_F(DebugCommandTest, HelpListsTheCommandsAndEveryTarget) {
     mService->addDebugTarget(std::make_shared<Target>("vdec"));
-    EXPECT_EQ(debug({"--HeLp"}),
-              "C2 LsHal Ver-1.3 - Help\n"
-              "Usage: \n\n"
-              "[no args]: dumps status\n"
-              "--help: shows this help\n"
-              "--enable\n    enable dump info feature\n"
-              "--disable\n    disable dump info feature\n"
-              "--dump\n    dump info\n"
-              "--reset\n    reset info\n"
-              "--c2dump [stream_id] [1(enable)/0(disble)]\n   dump data\n"
-              "--reloadProp\n    reload prop\n"
-              "\n"
-              "--vdec COMMAND [OPTION] ...\n"
-              "    vdec usage\n"
-              "\n");
+    EXPECT_EQ(debug({"--HeLp"}), golden("help-with-a-target.txt"));
 }
 
 TEST_F(DebugCommandTest, UnknownOrUndashedWordsAreRefused) {

@@ -1,4 +1,6 @@
 // The singleton and its event-name table.
+#include <iterator>
+#include <sstream>
 #include <thread>
 
 #include "support/ServiceTestSupport.h"
@@ -20,28 +22,15 @@ TEST(ServiceObjectTest, ConcurrentFirstCallsShareOneInstance) {
 
 TEST(ServiceObjectTest, EventNamesMapBothWays) {
     sp<Codec2InfoService> service = Codec2InfoService::getInstance();
-    const char* names[] = {"signal_change",
-                           "resolution_change",
-                           "hdr_change",
-                           "vrr_change",
-                           "wininfo_change",
-                           "spd_change",
-                           "display_connect",
-                           "display_disconnect",
-                           "first_frame_captured",
-                           "no_frame_captured",
-                           "stream_configuration_change",
-                           "connect_status_change",
-                           "format_change",
-                           "wss_change",
-                           "afd_change",
-                           "color_system_change",
-                           "color_matrix_change",
-                           "color_format_change",
-                           "color_range_change",
-                           "color_allm_change",
-                           "bitrate_change",
-                           "bitdepth_change"};
+    // Values 7 to 28, in order.
+    std::istringstream table(
+            "signal_change resolution_change hdr_change vrr_change wininfo_change spd_change "
+            "display_connect display_disconnect first_frame_captured no_frame_captured "
+            "stream_configuration_change connect_status_change format_change wss_change "
+            "afd_change color_system_change color_matrix_change color_format_change "
+            "color_range_change color_allm_change bitrate_change bitdepth_change");
+    std::vector<std::string> names{std::istream_iterator<std::string>(table), {}};
+    ASSERT_EQ(names.size(), 22u);
     for (uint64_t value = 0; value <= 30; ++value) {
         SCOPED_TRACE(value);
         auto event = static_cast<NotifyEvent>(value);

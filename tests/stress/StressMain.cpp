@@ -1,8 +1,8 @@
 // Components, clients, misbehaving listeners and a debug reader that
 // stalls, all at once against one service. A watchdog fails the run when a
-// call takes over 5 s; at the end the registry and the listener tables must
-// hold exactly what was added and not removed, every result callback must
-// have been called once, and no file descriptor may be left open.
+// thread stays over 5 s in one round of its calls; at the end the registry and the listener tables
+// must hold exactly what was added and not removed, every result callback must have been called
+// once, and no file descriptor may be left open.
 //
 //     c2info_stress [--seconds N]
 #include <Codec2InfoInternal.h>
@@ -59,72 +59,47 @@ constexpr int kClients = 2;
 constexpr uint32_t kFirstStream = 100;
 constexpr auto kStuck = std::chrono::seconds(5);
 
-enum Kind {
-    kAdd,
-    kUpdate,
-    kRemove,
-    kPost,
-    kCapture,
-    kDetile,
-    kRegister,
-    kUnregister,
-    kQuery,
-    kDebug,
-    kKinds
-};
-const char* const kKindNames[kKinds] = {"add",    "update",   "remove",     "post",  "capture",
-                                        "detile", "register", "unregister", "query", "debug"};
-
 std::atomic<int> gFailures{0};
 std::atomic<bool> gRunning{true};
+std::atomic<uint64_t> gRounds{0};
 
 void check(bool ok, const char* what) {
     if (ok) return;
     if (gFailures++ < 20) fprintf(stderr, "stress: FAILED: %s\n", what);
 }
 
-// One call in flight per thread, watched; counts and worst latency per kind.
-struct Watch {
-    std::atomic<int64_t> sinceNs{0};
-    std::atomic<int> kind{0};
-};
-std::array<Watch, 16> gWatches;
-std::atomic<int> gNextWatch{0};
-std::array<std::atomic<uint64_t>, kKinds> gCounts{};
-std::array<std::atomic<int64_t>, kKinds> gWorstNs{};
-
 int64_t nowNs() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch())
             .count();
 }
 
-Watch* myWatch() {
-    thread_local Watch* watch = &gWatches.at(gNextWatch++);
-    return watch;
+// When each thread last finished a round of its calls.
+struct Heartbeat {
+    const char* who = nullptr;
+    std::atomic<int64_t> atNs{0};
+};
+std::array<Heartbeat, 8> gHeartbeats;
+std::atomic<int> gNextHeartbeat{0};
+
+Heartbeat* heartbeat(const char* who) {
+    Heartbeat* beat = &gHeartbeats.at(gNextHeartbeat++);
+    beat->who = who;
+    beat->atNs = nowNs();
+    return beat;
 }
 
-template <typename Call>
-void timed(Kind kind, Call&& call) {
-    Watch* watch = myWatch();
-    int64_t start = nowNs();
-    watch->kind = kind;
-    watch->sinceNs = start;
-    call();
-    watch->sinceNs = 0;
-    int64_t took = nowNs() - start;
-    ++gCounts[kind];
-    for (int64_t worst = gWorstNs[kind];
-         took > worst && !gWorstNs[kind].compare_exchange_weak(worst, took);) {
-    }
+void beat(Heartbeat* heartbeat) {
+    heartbeat->atNs = nowNs();
+    ++gRounds;
 }
 
 void watchdog() {
     while (gRunning) {
-        for (const Watch& watch : gWatches) {
-            int64_t since = watch.sinceNs;
-            if (since != 0 && nowNs() - since > std::chrono::nanoseconds(kStuck).count()) {
-                fprintf(stderr, "stress: FAILED: a %s call has taken over 5 s\n",
-                        kKindNames[watch.kind.load()]);
+        for (const Heartbeat& heartbeat : gHeartbeats) {
+            int64_t at = heartbeat.atNs;
+            if (at != 0 && nowNs() - at > std::chrono::nanoseconds(kStuck).count()) {
+                fprintf(stderr, "stress: FAILED: the %s has been stuck for over 5 s\n",
+                        heartbeat.who);
                 _exit(1);
             }
         }
@@ -264,23 +239,19 @@ public:
             d->input = d->decode = d->get = ++mFrames;
             d->inputSource = 5;
         };
-        while (gRunning) {
+        for (Heartbeat* alive = heartbeat("component"); gRunning; beat(alive)) {
             if (!mLive) {
-                timed(kAdd, [&] { (void)Codec2InfoInternal::addStreamInfo(stream()).isOk(); });
+                (void)Codec2InfoInternal::addStreamInfo(stream()).isOk();
                 Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, mStreamId);
                 mLive = true;
             }
             uint32_t width = 640 + random() % 64 * 2;
-            timed(kUpdate, [&] {
-                (void)Codec2InfoInternal::updateStreamInfo(mStreamId, {{1, &width, 4}}).isOk();
-            });
+            (void)Codec2InfoInternal::updateStreamInfo(mStreamId, {{1, &width, 4}}).isOk();
             NotifyEvent event =
                     random() % 2 ? NotifyEvent::HDR_CHANGE : NotifyEvent::RESOLUTION_CHANGE;
-            timed(kPost, [&] { Codec2InfoInternal::postCodec2EventToAPK(mStreamId, event); });
+            Codec2InfoInternal::postCodec2EventToAPK(mStreamId, event);
             if (random() % 16 == 0) {
-                timed(kRemove, [&] {
-                    (void)Codec2InfoInternal::removeStreamInfoByUniqueId(mStreamId).isOk();
-                });
+                (void)Codec2InfoInternal::removeStreamInfoByUniqueId(mStreamId).isOk();
                 mLive = false;
             }
         }
@@ -312,7 +283,7 @@ public:
     void run(std::mt19937& random) {
         std::unique_ptr<SharedFrame> linear =
                 SharedFrame::create(64, 32, FrameGenerator::kFormatLinearNV12);
-        while (gRunning) {
+        for (Heartbeat* alive = heartbeat("client"); gRunning; beat(alive)) {
             uint32_t streamId = kFirstStream + random() % kComponents;
             auto manner = static_cast<Manner>(random() % kManners);
             switch (random() % 8) {
@@ -323,32 +294,24 @@ public:
                     registerEventListener(streamId, manner);
                     break;
                 case 2:
-                    timed(kRegister, [&] {
-                        (void)gService->registerListener(streamId, new InfoListener(manner), {})
-                                .isOk();
-                    });
-                    timed(kUnregister,
-                          [&] { (void)gService->unregisterListener(streamId).isOk(); });
+                    (void)gService->registerListener(streamId, new InfoListener(manner), {}).isOk();
+                    (void)gService->unregisterListener(streamId).isOk();
                     break;
                 case 3:
                     unregisterOne(random);
                     break;
                 case 4:
-                    timed(kQuery, [&] {
-                        once("getStreamList", [&](auto cb) { gService->getStreamList(cb); });
-                        once("getIdList", [&](auto cb) { gService->getIdList(cb); });
-                        once("getInfo", [&](auto cb) {
-                            gService->getInfo(streamId, {"a", "b"}, cb);
-                        });
-                        once("convertHwSyncIdToStreamId",
-                             [&](auto cb) { gService->convertHwSyncIdToStreamId(streamId, cb); });
-                    });
+                    once("getStreamList", [&](auto cb) { gService->getStreamList(cb); });
+                    once("getIdList", [&](auto cb) { gService->getIdList(cb); });
+                    once("getInfo", [&](auto cb) { gService->getInfo(streamId, {"a", "b"}, cb); });
+                    once("convertHwSyncIdToStreamId",
+                         [&](auto cb) { gService->convertHwSyncIdToStreamId(streamId, cb); });
                     break;
                 case 5:
                     captureAndDetile(streamId, *linear);
                     break;
                 case 6:
-                    timed(kQuery, [&] { (void)gService->enableCapture(streamId, true, 1).isOk(); });
+                    (void)gService->enableCapture(streamId, true, 1).isOk();
                     break;
                 default:
                     killOne(random);
@@ -373,13 +336,11 @@ public:
 private:
     void registerStreamListener(Manner manner) {
         sp<StreamListener> listener = new StreamListener(manner);
-        timed(kRegister, [&] {
-            once("registerStreamListener", [&](auto cb) {
-                gService->registerStreamListener(listener, [&](InfoReturn ret, uint64_t id) {
-                    check(ret == InfoReturn::SUCCESS, "stream listener registered");
-                    mStreamListeners.emplace_back(id, listener);
-                    cb();
-                });
+        once("registerStreamListener", [&](auto cb) {
+            gService->registerStreamListener(listener, [&](InfoReturn ret, uint64_t id) {
+                check(ret == InfoReturn::SUCCESS, "stream listener registered");
+                mStreamListeners.emplace_back(id, listener);
+                cb();
             });
         });
     }
@@ -387,16 +348,14 @@ private:
     void registerEventListener(uint32_t streamId, Manner manner) {
         sp<EventListener> listener = new EventListener(manner);
         hidl_vec<hidl_string> names{"hdr_change", "resolution_change"};
-        timed(kRegister, [&] {
-            once("registerEventListener", [&](auto cb) {
-                gService->registerEventListener(
-                        streamId, names, listener, [&](InfoReturn ret, uint64_t id) {
-                            check(ret == InfoReturn::SUCCESS, "event listener registered");
-                            listener->mId = id;
-                            mEventListeners.emplace_back(id, listener);
-                            cb();
-                        });
-            });
+        once("registerEventListener", [&](auto cb) {
+            gService->registerEventListener(
+                    streamId, names, listener, [&](InfoReturn ret, uint64_t id) {
+                        check(ret == InfoReturn::SUCCESS, "event listener registered");
+                        listener->mId = id;
+                        mEventListeners.emplace_back(id, listener);
+                        cb();
+                    });
         });
     }
 
@@ -406,8 +365,7 @@ private:
             auto [id, listener] = mStreamListeners[n];
             mStreamListeners.erase(mStreamListeners.begin() + n);
             listener->awaitObituaries();
-            InfoReturn ret;
-            timed(kUnregister, [&, id = id] { ret = gService->unregisterStreamListener(id); });
+            InfoReturn ret = gService->unregisterStreamListener(id);
             check(listener->died() || ret == InfoReturn::SUCCESS,
                   "a live stream listener is unregistered");
         } else if (!mEventListeners.empty()) {
@@ -415,8 +373,7 @@ private:
             auto [id, listener] = mEventListeners[n];
             mEventListeners.erase(mEventListeners.begin() + n);
             listener->awaitObituaries();
-            InfoReturn ret;
-            timed(kUnregister, [&, id = id] { ret = gService->unregisterEventListener(id); });
+            InfoReturn ret = gService->unregisterEventListener(id);
             check(listener->died() || ret == InfoReturn::SUCCESS,
                   "a live event listener is unregistered");
         }
@@ -428,25 +385,21 @@ private:
     }
 
     void captureAndDetile(uint32_t streamId, SharedFrame& linear) {
-        timed(kCapture, [&] {
-            once("getCurrentVDECBuffer", [&](auto cb) {
-                gService->getCurrentVDECBuffer(streamId, [&](InfoReturn ret,
-                                                             const CAPTURE_BUFFER_DESCRIPTION& d) {
-                    cb();
-                    if (ret != InfoReturn::SUCCESS || d.buffer.getNativeHandle() == nullptr) return;
-                    // The buffer stays the component's until the answer is
-                    // through, whatever other threads release meanwhile.
-                    const SharedFrame& source = *gComponents.at(streamId - kFirstStream)->mFrame;
-                    timed(kDetile, [&] {
-                        (void)gService
-                                ->detile(d.buffer, hidl_handle(linear.handle()),
-                                         describe(source.info()), describe(linear.info()))
-                                .isOk();
-                    });
-                });
+        once("getCurrentVDECBuffer", [&](auto cb) {
+            gService->getCurrentVDECBuffer(streamId, [&](InfoReturn ret,
+                                                         const CAPTURE_BUFFER_DESCRIPTION& d) {
+                cb();
+                if (ret != InfoReturn::SUCCESS || d.buffer.getNativeHandle() == nullptr) return;
+                // The buffer stays the component's until the answer is
+                // through, whatever other threads release meanwhile.
+                const SharedFrame& source = *gComponents.at(streamId - kFirstStream)->mFrame;
+                (void)gService
+                        ->detile(d.buffer, hidl_handle(linear.handle()), describe(source.info()),
+                                 describe(linear.info()))
+                        .isOk();
             });
         });
-        timed(kCapture, [&] { (void)gService->releaseVDECBuffer(streamId).isOk(); });
+        (void)gService->releaseVDECBuffer(streamId).isOk();
     }
 
     std::vector<std::pair<uint64_t, sp<StreamListener>>> mStreamListeners;
@@ -475,14 +428,13 @@ void debugEngineer(std::mt19937& random) {
             {"--disable"}};
     native_handle_t* handle = native_handle_create(1, 0);
     handle->data[0] = ends[1];
-    for (size_t n = 0; gRunning; ++n) {
+    Heartbeat* alive = heartbeat("debug reader");
+    for (size_t n = 0; gRunning; ++n, beat(alive)) {
         stalled = random() % 8 == 0;
         const std::vector<std::string>& words = requests[n % requests.size()];
-        timed(kDebug, [&] {
-            (void)gService
-                    ->debug(hidl_handle(handle), hidl_vec<hidl_string>(words.begin(), words.end()))
-                    .isOk();
-        });
+        (void)gService
+                ->debug(hidl_handle(handle), hidl_vec<hidl_string>(words.begin(), words.end()))
+                .isOk();
     }
     stalled = false;
     native_handle_delete(handle);
@@ -561,11 +513,7 @@ int main(int argc, char** argv) {
     }
     check(descriptorsAfter == descriptorsBefore, "no file descriptor left open");
 
-    printf("%-10s %12s %12s\n", "kind", "ops/s", "worst ms");
-    for (int kind = 0; kind < kKinds; ++kind) {
-        printf("%-10s %12.0f %12.1f\n", kKindNames[kind],
-               static_cast<double>(gCounts[kind]) / runSeconds, gWorstNs[kind] / 1e6);
-    }
-    printf("stress: %d failure(s)\n", gFailures.load());
+    printf("stress: %.0f rounds/s, %d failure(s)\n", static_cast<double>(gRounds) / runSeconds,
+           gFailures.load());
     return gFailures == 0 ? 0 : 1;
 }

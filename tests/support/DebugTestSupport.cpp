@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <regex>
 #include <sstream>
 #include <thread>
@@ -28,6 +29,13 @@ std::string runDebug(Codec2InfoService& service, const std::vector<std::string>&
 std::string withoutSystemTimes(const std::string& output) {
     static const std::regex kTime("System Time: \\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}");
     return std::regex_replace(output, kTime, "System Time: <now>");
+}
+
+std::string golden(const std::string& name) {
+    std::ifstream file(std::string(C2INFO_GOLDEN_DIR) + "/" + name);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
 }
 
 std::vector<std::string> linesOf(const std::string& text) {

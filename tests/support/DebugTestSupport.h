@@ -23,6 +23,9 @@ std::string runDebug(Codec2InfoService& service, const std::vector<std::string>&
 // The wall-clock times of "System Time" lines replaced by "<now>".
 std::string withoutSystemTimes(const std::string& output);
 
+// An output pinned whole, kept in tests/service/golden.
+std::string golden(const std::string& name);
+
 // The lines of a text, without their newlines.
 std::vector<std::string> linesOf(const std::string& text);
 
