@@ -99,7 +99,7 @@ const std::string* Codec2InfoService::eventName(NotifyEvent event) const {
     return index < mEventNameOfValue.size() ? mEventNameOfValue[index] : nullptr;
 }
 
-NotifyEvent Codec2InfoService::stringToEvent(const std::string& name) {
+NotifyEvent Codec2InfoService::stringToEvent(const std::string& name) const {
     auto found = mEventNames.find(name);
     return found != mEventNames.end() ? found->second : NotifyEvent::NONE;
 }

@@ -28,43 +28,55 @@ NotifyEventInfo notificationOf(const std::string& name, const CmtInfoStruct& inf
 
 }  // namespace
 
-// The event listeners are told under the main lock, then the information
-// listener under the query-listener lock. The two are never held together:
-// a stream listener takes the query-listener lock from inside its
-// notification, with the main lock held, and waiting here for the main lock
-// with the other one held would deadlock against it. The information
+// One post at a time, start to end: the event listeners under the main
+// lock, then the information listener with no lock but the post lock held,
+// so that it may call the service back like any client. The information
 // listener gets the event's value, never the component's payload.
 bool Codec2InfoService::postEvent(uint32_t uniqueStreamId, NotifyEvent event,
                                   const CmtInfoStruct& info) {
     const char* kFunction = "postCodec2EventToAPK";
-    auto value = static_cast<unsigned long long>(event);
-    if (calledFromCallback(RankedMutex::kMain, kFunction)) return false;
+    if (calledFromCallback(RankedMutex::kPost, kFunction)) return false;
+    MuxGuard postLock(mPostLock);
     Return<InfoReturn> posted = postCodec2EventToAPK(uniqueStreamId, event, info);
     if (posted.withDefault(InfoReturn::FAILURE) != InfoReturn::SUCCESS) {
         logLine(ANDROID_LOG_ERROR, 206, kFunction, "post to infoservice fail");
     }
 
-    MuxGuard queryLock(mQueryListenerLock);
-    auto listener = mInfoListeners.find(uniqueStreamId);
-    auto active = mInfoListenerActive.find(uniqueStreamId);
-    auto filter = mInfoListenIds.find(uniqueStreamId);
-    if (listener == mInfoListeners.end() || active == mInfoListenerActive.end() ||
-        !active->second || filter == mInfoListenIds.end()) {
-        logDebugLine(228, kFunction, "postCodec2EventToAPK  %llu, uniqueStreamId not exist", value);
-        return false;
-    }
-    logDebugLine(213, kFunction, "=[1]postCodec2EventToAPK  %llu", value);
-    const std::vector<uint64_t>& wanted = filter->second;
-    if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), value) == wanted.end()) {
-        return true;
-    }
-    logDebugLine(219, kFunction, "[2]postCodec2EventToAPK  %llu", value);
+    auto value = static_cast<unsigned long long>(event);
+    bool active = false;
+    sp<ICmtInfoServiceListener> listener = infoListenerFor(uniqueStreamId, value, &active);
+    if (listener == nullptr) return active;
     CmtInfoStruct empty{};
-    Return<void> ret = listener->second->onNotify(uniqueStreamId, value, empty);
+    Return<void> ret = listener->onNotify(uniqueStreamId, value, empty);
     if (!ret.isOk()) {
         logText(ANDROID_LOG_ERROR, "Listener onNotify error: %s", ret.description().c_str());
     }
     return true;
+}
+
+sp<ICmtInfoServiceListener> Codec2InfoService::infoListenerFor(uint32_t uniqueStreamId,
+                                                               uint64_t value, bool* active) {
+    const char* kFunction = "postCodec2EventToAPK";
+    auto logged = static_cast<unsigned long long>(value);
+    MuxGuard queryLock(mQueryListenerLock);
+    auto listener = mInfoListeners.find(uniqueStreamId);
+    auto activeFlag = mInfoListenerActive.find(uniqueStreamId);
+    auto filter = mInfoListenIds.find(uniqueStreamId);
+    if (listener == mInfoListeners.end() || activeFlag == mInfoListenerActive.end() ||
+        !activeFlag->second || filter == mInfoListenIds.end()) {
+        logDebugLine(228, kFunction, "postCodec2EventToAPK  %llu, uniqueStreamId not exist",
+                     logged);
+        *active = false;
+        return nullptr;
+    }
+    *active = true;
+    logDebugLine(213, kFunction, "=[1]postCodec2EventToAPK  %llu", logged);
+    const std::vector<uint64_t>& wanted = filter->second;
+    if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), value) == wanted.end()) {
+        return nullptr;
+    }
+    logDebugLine(219, kFunction, "[2]postCodec2EventToAPK  %llu", logged);
+    return listener->second;
 }
 
 Return<InfoReturn> Codec2InfoService::postCodec2EventToAPK(uint32_t uniqueStreamId,

@@ -10,22 +10,38 @@ namespace c2 {
 namespace info {
 namespace implementation {
 
-std::vector<NotifyEvent> Codec2InfoService::resolveEventNames(const hidl_vec<hidl_string>& names,
-                                                              int knownLine, int unknownLine,
-                                                              const char* function) {
-    std::vector<NotifyEvent> events;
-    for (const hidl_string& name : names) {
-        NotifyEvent event = stringToEvent(name);
-        if (event == NotifyEvent::NONE) {
-            logLine(ANDROID_LOG_WARN, unknownLine, function, "unknown event %s", name.c_str());
-            continue;
+// Unknown names stand in the answer as NONE, so that their lines can be
+// written in order later.
+std::vector<NotifyEvent> Codec2InfoService::resolveEventNames(
+        const hidl_vec<hidl_string>& names) const {
+    std::vector<NotifyEvent> resolved;
+    resolved.reserve(names.size());
+    for (const hidl_string& name : names) resolved.push_back(stringToEvent(name));
+    return resolved;
+}
+
+void Codec2InfoService::logEventNames(const hidl_vec<hidl_string>& names,
+                                      const std::vector<NotifyEvent>& resolved, int knownLine,
+                                      int unknownLine, const char* function) {
+    for (size_t i = 0; i < names.size(); ++i) {
+        if (resolved[i] == NotifyEvent::NONE) {
+            logLine(ANDROID_LOG_WARN, unknownLine, function, "unknown event %s", names[i].c_str());
+        } else {
+            logDebugLine(knownLine, function, "update event %s", names[i].c_str());
         }
-        events.push_back(event);
-        logDebugLine(knownLine, function, "update event %s", name.c_str());
+    }
+}
+
+std::vector<NotifyEvent> Codec2InfoService::knownEvents(const std::vector<NotifyEvent>& resolved) {
+    std::vector<NotifyEvent> events;
+    for (NotifyEvent event : resolved) {
+        if (event != NotifyEvent::NONE) events.push_back(event);
     }
     return events;
 }
 
+// The names are resolved and their lines written before the main lock is
+// taken: a client's long list must not hold up the components' posts.
 Return<void> Codec2InfoService::registerEventListener(
         uint64_t uniqueStreamId, const hidl_vec<hidl_string>& events,
         const sp<ICodec2InfoServiceEventListener>& listener, registerEventListener_cb cb) {
@@ -40,15 +56,15 @@ Return<void> Codec2InfoService::registerEventListener(
         cb(InfoReturn::FAILURE, UINT64_MAX);
         return Void();
     }
+    uint64_t id = mEventListenerId.fetch_add(1);
+    logLine(ANDROID_LOG_INFO, 898, kFunction, "newEventListenerId = %llu",
+            static_cast<unsigned long long>(id));
+    std::vector<NotifyEvent> resolved = resolveEventNames(events);
+    logEventNames(events, resolved, 904, 906, kFunction);
     InfoReturn result;
-    uint64_t id;
     {
         MuxGuard lock(mLock);
-        id = mEventListenerId.fetch_add(1);
-        logLine(ANDROID_LOG_INFO, 898, kFunction, "newEventListenerId = %llu",
-                static_cast<unsigned long long>(id));
-        mEventListenerInfo[id] = {uniqueStreamId, resolveEventNames(events, 904, 906, kFunction),
-                                  listener};
+        mEventListenerInfo[id] = {uniqueStreamId, knownEvents(resolved), listener};
         logDebugLine(915, kFunction, "mEventListenerInfo size = %zu", mEventListenerInfo.size());
         result = linkListenerDeath(listener, mEventDeathRecipient, id);
     }
@@ -69,22 +85,31 @@ Return<InfoReturn> Codec2InfoService::unregisterEventListener(uint64_t id) {
     return InfoReturn::SUCCESS;
 }
 
+// The registration is found and changed in one hold of the main lock; the
+// names are resolved before it and their lines written after it, in the
+// order they would have had under it.
 Return<InfoReturn> Codec2InfoService::updateListenEvents(uint64_t id,
                                                          const hidl_vec<hidl_string>& events) {
     const char* kFunction = "updateListenEvents";
     logDebugEntry(941, kFunction);
     if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
-    MuxGuard lock(mLock);
-    auto registration = mEventListenerInfo.find(id);
-    if (registration == mEventListenerInfo.end()) {
+    std::vector<NotifyEvent> resolved = resolveEventNames(events);
+    std::vector<NotifyEvent> subscribed = knownEvents(resolved);
+    bool found;
+    {
+        MuxGuard lock(mLock);
+        auto registration = mEventListenerInfo.find(id);
+        found = registration != mEventListenerInfo.end();
+        if (found) registration->second.events.swap(subscribed);
+    }
+    if (!found) {
         logLine(ANDROID_LOG_ERROR, 962, kFunction, "cannot find EventListenerId %llu",
                 static_cast<unsigned long long>(id));
         return InfoReturn::FAILURE;
     }
-    std::vector<NotifyEvent> resolved = resolveEventNames(events, 953, 955, kFunction);
+    logEventNames(events, resolved, 953, 955, kFunction);
     logLine(ANDROID_LOG_INFO, 959, kFunction, "update EventListenerId %llu",
             static_cast<unsigned long long>(id));
-    registration->second.events = std::move(resolved);
     return InfoReturn::SUCCESS;
 }
 

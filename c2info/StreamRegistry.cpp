@@ -169,7 +169,10 @@ Return<InfoReturn> Codec2InfoService::updateStreamInfo(uint32_t streamUniqueId,
 
 Return<InfoReturn> Codec2InfoService::removeStreamInfoByUniqueId(uint32_t uniqueId) {
     const char* kFunction = "removeStreamInfoByUniqueId";
-    if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
+    if (calledFromCallback(RankedMutex::kCapture, kFunction)) return InfoReturn::FAILURE;
+    // A capture being answered keeps the stream, and with it the buffer its
+    // component bound, until the client has the handle.
+    MuxGuard captureLock(mCaptureLock);
     MuxGuard lock(mLock);
     if (Codec2InfoInternalCallbacks.count(uniqueId) != 0) {
         logDebugLine(421, kFunction,

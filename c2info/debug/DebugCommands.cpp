@@ -48,18 +48,18 @@ Return<void> Codec2InfoService::debug(const hidl_handle& fd, const hidl_vec<hidl
         logText(ANDROID_LOG_ERROR, "Invalid parameters passed to debug()");
         return Void();
     }
-    // From inside a callable or a debug target, the request would wait for
-    // itself.
+    // From inside a callable, a stream or event listener or a capture's
+    // answer, the request would wait for its own thread. The information
+    // listener holds only the post lock and is served.
     if (calledFromCallback(RankedMutex::kDebugCommand, "debug")) return Void();
     StagedOutput output(handle->data[0]);
     cmdOtpions(output, args);
     return Void();
 }
 
-// Requests are served one at a time, so that an "enable" never meets a
-// "disable" that is still joining the monitor.
+// Only the handlers of the monitor and its snapshots wait for one another;
+// help, reset and the debug targets take no lock of the service.
 void Codec2InfoService::cmdOtpions(StagedOutput& output, const hidl_vec<hidl_string>& args) {
-    MuxGuard commandLock(mDebugCommandLock);
     int fd = output.fd();
     if (args.size() == 0) {
         cmdDefault(output);
@@ -112,6 +112,7 @@ void Codec2InfoService::cmdOtpions(StagedOutput& output, const hidl_vec<hidl_str
 
 void Codec2InfoService::cmdDefault(StagedOutput& output) {
     int fd = output.fd();
+    MuxGuard commandLock(mDebugCommandLock);
     MuxLock lock(mLock);
     dprintf(fd, "%s - Default\n", kDebugBanner);
     printSystemTime(fd, nullptr);
@@ -157,6 +158,7 @@ void Codec2InfoService::cmdHelp(int fd) {
 }
 
 void Codec2InfoService::cmdEnable(int fd) {
+    MuxGuard commandLock(mDebugCommandLock);
     MuxGuard lock(mLock);
     dprintf(fd, "%s - Enable\n", kDebugBanner);
     printSystemTime(fd, nullptr);
@@ -178,6 +180,7 @@ void Codec2InfoService::cmdEnable(int fd) {
 
 void Codec2InfoService::cmdDisable(StagedOutput& output) {
     int fd = output.fd();
+    MuxGuard commandLock(mDebugCommandLock);
     MuxLock lock(mLock);
     dprintf(fd, "%s - Disable\n", kDebugBanner);
     printSystemTime(fd, nullptr);
@@ -199,6 +202,7 @@ void Codec2InfoService::cmdDisable(StagedOutput& output) {
 }
 
 void Codec2InfoService::cmdDump(int fd) {
+    MuxGuard commandLock(mDebugCommandLock);
     MuxGuard lock(mLock);
     dprintf(fd, "%s - Dump\n", kDebugBanner);
     printSystemTime(fd, nullptr);
@@ -210,6 +214,7 @@ void Codec2InfoService::cmdDump(int fd) {
 }
 
 void Codec2InfoService::cmdOwner(int fd) {
+    MuxGuard commandLock(mDebugCommandLock);
     MuxGuard lock(mLock);
     dprintf(fd, "%s - Owner\n", kDebugBanner);
     printSystemTime(fd, nullptr);

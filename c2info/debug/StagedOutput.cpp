@@ -1,19 +1,22 @@
 #include "StagedOutput.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <limits.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
+#include <stdio.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
-#include <string>
 
 #include "../ServiceLog.h"
+#include "DebugOutput.h"
 
 namespace vendor {
 namespace larkspan {
@@ -25,6 +28,14 @@ namespace implementation {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+// What a non-blocking write may pass at once; a flush copies the stage out
+// in pieces of this size, so no request allocates in proportion to its
+// output.
+constexpr size_t kChunk = 16 * 1024;
+// Room past the limit, so that a write crossing it lands beyond it and the
+// cut can be told from an output of exactly the limit's size.
+constexpr off_t kStageMargin = 64 * 1024;
 
 // A write to a reader who closed its end raises SIGPIPE, which ends a
 // process that does not ignore it; the media process is not ours to
@@ -59,59 +70,126 @@ private:
 
 }  // namespace
 
-StagedOutput::StagedOutput(int requesterFd)
-    : mRequesterFd(requesterFd), mStageFd(memfd_create("c2info-debug", MFD_CLOEXEC)) {
-    if (mStageFd < 0) {
-        logText(ANDROID_LOG_ERROR, "[%s] cannot stage debug output: %s", "debug", strerror(errno));
-    }
+StagedOutput::StagedOutput(int requesterFd) : mRequesterFd(requesterFd), mWriteFd(requesterFd) {
+    openRequester();
+    openStage();
 }
 
 StagedOutput::~StagedOutput() {
     flush();
     if (mStageFd >= 0) close(mStageFd);
+    if (mOwnsWriteFd) close(mWriteFd);
+}
+
+// The requester's descriptor usually blocks, and its file description is
+// shared with the reader's process: its flags are not ours to change. A
+// pipe or a terminal is opened again, non-blocking; a socket takes
+// MSG_DONTWAIT; a regular file never keeps a write waiting. Where the
+// reopening is not allowed, each write passes only what poll() promised
+// room for: PIPE_BUF for a pipe, one byte for anything else.
+void StagedOutput::openRequester() {
+    mWriteChunk = kChunk;
+    struct stat file;
+    if (fstat(mRequesterFd, &file) != 0) return;  // poll() reports it
+    int flags = fcntl(mRequesterFd, F_GETFL);
+    if (S_ISREG(file.st_mode) || (flags >= 0 && (flags & O_NONBLOCK) != 0)) return;
+    if (S_ISSOCK(file.st_mode)) {
+        mIsSocket = true;
+        return;
+    }
+    char path[32];
+    snprintf(path, sizeof(path), "/proc/self/fd/%d", mRequesterFd);
+    int reopened = open(path, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (reopened >= 0) {
+        mWriteFd = reopened;
+        mOwnsWriteFd = true;
+        return;
+    }
+    mWriteChunk = S_ISFIFO(file.st_mode) ? PIPE_BUF : 1;
+}
+
+// The stage may not grow past the limit and its margin: a write beyond
+// fails, and the handler's output ends there.
+void StagedOutput::openStage() {
+    int stage = memfd_create("c2info-debug", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (stage >= 0 && ftruncate(stage, kStageLimit + kStageMargin) == 0 &&
+        fcntl(stage, F_ADD_SEALS, F_SEAL_GROW | F_SEAL_SEAL) == 0) {
+        mStageFd = stage;
+        return;
+    }
+    int error = errno;
+    if (stage >= 0) close(stage);
+    logText(ANDROID_LOG_ERROR, "[%s] cannot stage debug output: %s", "debug", strerror(error));
+    char line[128];
+    int length = snprintf(line, sizeof(line), "%s - output could not be staged: %s\n", kDebugBanner,
+                          strerror(error));
+    if (!writeToRequester(line, std::min<size_t>(length, sizeof(line) - 1))) abandon();
 }
 
 bool StagedOutput::flush() {
     if (mStageFd < 0) return false;
-    struct stat stage;
-    if (fstat(mStageFd, &stage) != 0 || stage.st_size <= 0) return !mAbandoned;
-    std::string staged(static_cast<size_t>(stage.st_size), '\0');
-    ssize_t read = pread(mStageFd, staged.data(), staged.size(), 0);
-    ftruncate(mStageFd, 0);
+    off_t staged = lseek(mStageFd, 0, SEEK_CUR);
+    if (staged <= 0) return !mAbandoned;
     lseek(mStageFd, 0, SEEK_SET);
-    if (mAbandoned || read <= 0) return !mAbandoned;
-    if (!writeToRequester(staged.data(), static_cast<size_t>(read))) {
-        mAbandoned = true;
-        logText(ANDROID_LOG_ERROR, "[%s] debug output abandoned: the reader is gone or stalled",
-                "debug");
+    if (mAbandoned) return false;
+    off_t length = std::min(staged, kStageLimit);
+    char chunk[kChunk];
+    for (off_t offset = 0; offset < length;) {
+        ssize_t read = pread(mStageFd, chunk, std::min<off_t>(kChunk, length - offset), offset);
+        if (read <= 0) break;
+        if (!writeToRequester(chunk, static_cast<size_t>(read))) {
+            abandon();
+            return false;
+        }
+        offset += read;
+    }
+    if (staged > kStageLimit) {
+        char line[128];
+        int size = snprintf(line, sizeof(line), "%s - output cut: more than %lld bytes\n",
+                            kDebugBanner, static_cast<long long>(kStageLimit));
+        if (!writeToRequester(line, static_cast<size_t>(size))) abandon();
     }
     return !mAbandoned;
 }
 
-// Waits for room before every write, and writes no more than a pipe takes
-// at once, so that no write blocks past the deadline.
+void StagedOutput::abandon() {
+    mAbandoned = true;
+    logText(ANDROID_LOG_ERROR, "[%s] debug output abandoned: the reader is gone or stalled",
+            "debug");
+}
+
+// Waits for room before every write, as long as the reader took something
+// within the last kStallTimeout: a slow reader gets every byte, one that
+// stopped reading holds the request up for no longer than that.
 bool StagedOutput::writeToRequester(const char* data, size_t size) {
     SigpipeBlocked sigpipe;
-    const Clock::time_point deadline = Clock::now() + kFlushTimeout;
+    Clock::time_point lastProgress = Clock::now();
     while (size > 0) {
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                lastProgress + kStallTimeout - Clock::now());
         if (left.count() <= 0) return false;
-        pollfd requester{mRequesterFd, POLLOUT, 0};
+        pollfd requester{mWriteFd, POLLOUT, 0};
         int ready = poll(&requester, 1, static_cast<int>(left.count()));
         if (ready < 0 && errno == EINTR) continue;
         if (ready <= 0 || (requester.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
             return false;
         }
-        ssize_t written = write(mRequesterFd, data, std::min<size_t>(size, PIPE_BUF));
-        if (written < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+        ssize_t written = writeOnce(data, std::min(size, mWriteChunk));
+        if (written < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) continue;
         if (written <= 0) {
             if (errno == EPIPE) sigpipe.raised();
             return false;
         }
         data += written;
         size -= static_cast<size_t>(written);
+        lastProgress = Clock::now();
     }
     return true;
+}
+
+ssize_t StagedOutput::writeOnce(const char* data, size_t size) {
+    if (mIsSocket) return send(mWriteFd, data, size, MSG_DONTWAIT | MSG_NOSIGNAL);
+    return write(mWriteFd, data, size);
 }
 
 }  // namespace implementation

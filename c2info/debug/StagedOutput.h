@@ -1,11 +1,14 @@
 // The output of one debug request. The handlers write it with dprintf into
 // a memory file while they hold the service's locks; it reaches the
-// requester's descriptor only in flush(), with the locks released. A reader
-// who is slow, has gone away or never reads can then hold up nothing but
-// its own request.
+// requester's descriptor only in flush(), with the locks released, and
+// through writes that never block. A reader who is slow, has gone away or
+// never reads can then hold up nothing but its own request.
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
+#include <cstddef>
 
 namespace vendor {
 namespace larkspan {
@@ -16,9 +19,12 @@ namespace implementation {
 
 class StagedOutput {
 public:
-    // How long one flush may wait for the reader before the request's
+    // How long the reader may take nothing before the rest of the request's
     // output is given up.
-    static constexpr std::chrono::milliseconds kFlushTimeout{2000};
+    static constexpr std::chrono::milliseconds kStallTimeout{2000};
+    // The most one flush passes on; what a request writes beyond it is
+    // replaced by one line saying so.
+    static constexpr off_t kStageLimit = off_t{16} << 20;
 
     explicit StagedOutput(int requesterFd);
     // Flushes what is left.
@@ -27,19 +33,30 @@ public:
     StagedOutput& operator=(const StagedOutput&) = delete;
 
     // Where the handlers write; -1 (every write fails) when no memory file
-    // could be made, which is logged.
+    // could be made, which the requester is told.
     int fd() const { return mStageFd; }
     // Writes what was staged since the last flush to the requester. After
-    // a reader that timed out or closed its end, nothing more is written
-    // and this returns false.
+    // a reader that stalled or closed its end, nothing more is written and
+    // this returns false.
     bool flush();
-    bool abandoned() const { return mAbandoned; }
 
 private:
+    void openRequester();
+    void openStage();
     bool writeToRequester(const char* data, size_t size);
+    ssize_t writeOnce(const char* data, size_t size);
+    void abandon();
 
     const int mRequesterFd;
-    int mStageFd;
+    // What is written to: mRequesterFd, or a non-blocking file description
+    // of the same file opened for the request.
+    int mWriteFd;
+    bool mOwnsWriteFd = false;
+    bool mIsSocket = false;
+    // The most one write may pass: with a description that can block, only
+    // what poll()'s answer guarantees room for.
+    size_t mWriteChunk = 0;
+    int mStageFd = -1;
     bool mAbandoned = false;
 };
 

@@ -124,7 +124,7 @@ public:
     // The event-name table: "" for an event without a name, 0 for an
     // unknown name.
     std::string eventToString(NotifyEvent event);
-    NotifyEvent stringToEvent(const std::string& name);
+    NotifyEvent stringToEvent(const std::string& name) const;
 
 private:
     friend class Codec2InfoInternal;
@@ -180,12 +180,22 @@ private:
     // Asks the stream's component for its current buffer and describes it.
     InfoReturn describeCurrentBuffer_l(uint32_t uniqueStreamId, CAPTURE_BUFFER_DESCRIPTION* desc);
     void forgetCapturedBuffer_l(uint32_t uniqueStreamId);
-    // The events that names stand for, in order; unknown names are skipped
-    // with a warning logged at the given lines.
-    std::vector<NotifyEvent> resolveEventNames(const hidl_vec<hidl_string>& names, int knownLine,
-                                               int unknownLine, const char* function);
-    // The in-process post, with the information listeners' lock order.
+    // The event each name stands for, in order, NONE for an unknown name.
+    // Takes no lock: how many names there are is the client's choice.
+    std::vector<NotifyEvent> resolveEventNames(const hidl_vec<hidl_string>& names) const;
+    // Writes each name's line (known at knownLine, unknown at unknownLine).
+    static void logEventNames(const hidl_vec<hidl_string>& names,
+                              const std::vector<NotifyEvent>& resolved, int knownLine,
+                              int unknownLine, const char* function);
+    // The known events of a resolution, in order.
+    static std::vector<NotifyEvent> knownEvents(const std::vector<NotifyEvent>& resolved);
+    // The in-process post: the event listeners, then the information
+    // listener, as one step under mPostLock.
     bool postEvent(uint32_t uniqueStreamId, NotifyEvent event, const CmtInfoStruct& info);
+    // The stream's active information listener when the event passes its
+    // filter, else null; *active tells whether there is an active one.
+    sp<ICmtInfoServiceListener> infoListenerFor(uint32_t uniqueStreamId, uint64_t value,
+                                                bool* active);
     std::shared_ptr<FrameGenerator> frameGenerator();
 
     // The debug commands, each writing to fd, the request's staged output;
@@ -217,13 +227,23 @@ private:
     // The singleton: set once, never destroyed (see getInstance()).
     static std::atomic<Codec2InfoService*> mInstance;
 
+    // The locks, in the order a thread takes them (RankedMutex has the
+    // rules): mPostLock, mDebugCommandLock, mCaptureLock, mLock,
+    // mQueryListenerLock. mDebugTargetsLock and mLiveStreamIdsLock are
+    // leaves: nothing is called or locked while either is held.
+    //
+    // Serialises whole posts, so that two posts for one stream reach the
+    // event listeners and the information listener in the same order. The
+    // information listener is called with this lock alone held, so it may
+    // query, register, capture and debug like any other client.
+    RankedMutex mPostLock{RankedMutex::kPost};
     // Guards the registry, the stream and event listener tables, the
     // callbacks and the monitor state. The information-listener maps and the
     // debug targets have locks of their own; the converter, the captured
     // handle, the drop mode and the id counters are atomic.
     RankedMutex mLock{RankedMutex::kMain};
-    // Guards the three information-listener maps only. Never held while
-    // waiting for mLock: a stream listener may register an information
+    // Guards the three information-listener maps only; nothing is called
+    // while it is held. A stream listener may register an information
     // listener from inside its notification, with mLock held.
     RankedMutex mQueryListenerLock{RankedMutex::kQueryListener};
     std::vector<ST_STREAM_LIST> mStreamList;
@@ -257,11 +277,13 @@ private:
     std::vector<std::shared_ptr<Codec2InfoDebugTarget>> mDebugTargets;
     // Guards mDebugTargets only; never held while calling out.
     std::mutex mDebugTargetsLock;
-    // Serves debug requests one at a time; taken before the main lock.
+    // Serves the requests that read or change the monitor and the snapshot
+    // lists one at a time, so that an "enable" never meets a "disable" that
+    // is still joining the monitor.
     RankedMutex mDebugCommandLock{RankedMutex::kDebugCommand};
-    // Held from a capture until the client has its answer, so that a release
-    // on another thread cannot free the buffer in between. Taken before the
-    // main lock.
+    // Held from a capture until the client has its answer, so that neither
+    // a release nor the stream's removal on another thread lets the
+    // component free the buffer in between.
     RankedMutex mCaptureLock{RankedMutex::kCapture};
     // The captured handle that a capture of mCapturedStreamId had its
     // component bind: forgotten when that stream goes. Guarded by mLock.

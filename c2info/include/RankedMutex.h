@@ -18,8 +18,19 @@ namespace implementation {
 
 class RankedMutex {
 public:
+    // The one order, lowest first. Held while calling out:
+    //   kPost           the information listener (nothing else);
+    //   kDebugCommand   nothing but through the main lock;
+    //   kCapture        the capture's result callback;
+    //   kMain           components' callables, stream and event listeners;
+    //   kQueryListener  nothing.
+    // A callee may take only locks of a higher rank than every lock its
+    // thread holds; every other entry point refuses. So the information
+    // listener may call everything but a post, and a stream listener may
+    // still register an information listener.
     enum Rank : uint32_t {
-        kDebugCommand,   // one debug request at a time
+        kPost,           // one post at a time, so every listener sees posts in one order
+        kDebugCommand,   // requests that read or change the monitor and the snapshots
         kCapture,        // a captured buffer, from capture to the client's answer
         kMain,           // the registry, the listeners, the callbacks, the monitor
         kQueryListener,  // the information listeners

@@ -1,6 +1,10 @@
 // Event listeners, information listeners and the posting of playback events.
 #include <android/log.h>
 
+#include <atomic>
+#include <mutex>
+#include <thread>
+
 #include "support/LogCapture.h"
 #include "support/ServiceTestSupport.h"
 
@@ -147,6 +151,51 @@ TEST_F(EventDispatchTest, TheInformationListenerFilterDecidesWhatItHears) {
     registerInfoListener(3, replacement, {});
     EXPECT_CALL(*replacement, notified(3, 9, 0, ""));
     Codec2InfoInternal::postCodec2EventToAPK(3, NotifyEvent::HDR_CHANGE);
+}
+
+// Before, the event listeners and the information listener were told under
+// different locks one after the other: a post could overtake another
+// between the two, most of all while a client held the information
+// listeners' lock.
+TEST_F(EventDispatchTest, PostsForOneStreamReachEveryListenerInOneOrder) {
+    constexpr int kPostsPerThread = 300;
+    Codec2InfoInternal::addStreamInfo(makeStream(3));
+    sp<MockInfoListener> info = makeInfoListener();
+    sp<MockEventListener> events = makeEventListener();
+    registerInfoListener(3, info, {});
+    registerEventListener(3, {"hdr_change", "resolution_change"}, events);
+    std::mutex heardLock;
+    std::vector<uint64_t> heardByEventListener, heardByInfoListener;
+    EXPECT_CALL(*events, notified(_, _, _))
+            .Times(2 * kPostsPerThread)
+            .WillRepeatedly([&](std::string name, int32_t, std::string) {
+                std::lock_guard<std::mutex> lock(heardLock);
+                heardByEventListener.push_back(static_cast<uint64_t>(
+                        name == "hdr_change" ? NotifyEvent::HDR_CHANGE
+                                             : NotifyEvent::RESOLUTION_CHANGE));
+            });
+    EXPECT_CALL(*info, notified(3, _, _, _))
+            .Times(2 * kPostsPerThread)
+            .WillRepeatedly([&](uint64_t, uint64_t event, int32_t, std::string) {
+                std::lock_guard<std::mutex> lock(heardLock);
+                heardByInfoListener.push_back(event);
+            });
+
+    std::atomic<bool> posting{true};
+    std::thread reRegistering([&] {
+        while (posting) registerInfoListener(3, info, {});
+    });
+    auto post = [](NotifyEvent event) {
+        for (int i = 0; i < kPostsPerThread; ++i)
+            Codec2InfoInternal::postCodec2EventToAPK(3, event);
+    };
+    std::thread hdr(post, NotifyEvent::HDR_CHANGE);
+    std::thread resolution(post, NotifyEvent::RESOLUTION_CHANGE);
+    hdr.join();
+    resolution.join();
+    posting = false;
+    reRegistering.join();
+    EXPECT_EQ(heardByEventListener, heardByInfoListener);
 }
 
 // Event values are 64 bits on every ABI: one that differs from a known event

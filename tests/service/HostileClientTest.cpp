@@ -71,42 +71,66 @@ TEST_F(HostileClientTest, AReaderWhoClosedItsEndDoesNotEndTheProcess) {
     EXPECT_EQ(linesOf(runDebug(*mService, {"--help"})).at(1), "Usage: ");
 }
 
+// A component whose buffer is freed when the client releases it or the
+// stream goes, as a decoder's is.
 struct CapturingComponent {
     CapturingComponent() : buffer(native_handle_create(1, 0)) {
         buffer->data[0] = memfd_create("capture", MFD_CLOEXEC);
     }
-    ~CapturingComponent() {
-        native_handle_close(buffer);
-        native_handle_delete(buffer);
-    }
+    ~CapturingComponent() { freeBuffer(); }
     std::shared_ptr<Callbacks> callbacks(uint32_t id, bool binds) {
         auto cb = std::make_shared<Callbacks>();
         cb->captureBufferCb = [this, id, binds] {
             if (binds) Codec2InfoInternal::bindCaptured(id, hidl_handle(buffer));
         };
-        cb->releaseBufferCb = [this] { ++releases; };
+        cb->releaseBufferCb = [this] { freeBuffer(); };
         return cb;
     }
+    void freeBuffer() {
+        if (freed.exchange(true)) return;
+        native_handle_close(buffer);
+        native_handle_delete(buffer);
+    }
     native_handle_t* buffer;
-    std::atomic<int> releases{0};
+    std::atomic<bool> freed{false};
 };
 
-// Before, the release ran while the client was still reading the buffer.
-TEST_F(HostileClientTest, AReleaseWaitsUntilTheClientHasItsCapture) {
-    CapturingComponent component;
-    Codec2InfoInternal::addStreamInfo(makeStream(1));
-    Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(1, true), 1);
-    std::future<InfoReturn> release;
-    mService->getCurrentVDECBuffer(1, [&](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION& d) {
-        EXPECT_EQ(ret, InfoReturn::SUCCESS);
-        EXPECT_EQ(d.buffer.getNativeHandle(), component.buffer);
-        release = std::async(std::launch::async,
-                             [&]() -> InfoReturn { return mService->releaseVDECBuffer(1); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        EXPECT_EQ(component.releases, 0);
-    });
-    EXPECT_EQ(release.get(), InfoReturn::SUCCESS);
-    EXPECT_EQ(component.releases, 1);
+// Before, a release or the stream's removal on another thread let the
+// component free the buffer while the client was still being answered with
+// it (under ASan, reading the handle below was a use after free).
+TEST_F(HostileClientTest, NothingFreesACapturedBufferBeforeTheClientHasIt) {
+    struct Case {
+        const char* name;
+        std::function<void(uint32_t, CapturingComponent&)> free;
+    } cases[] = {
+            {"release",
+             [&](uint32_t id, CapturingComponent&) {
+                 EXPECT_EQ(mService->releaseVDECBuffer(id), InfoReturn::SUCCESS);
+             }},
+            {"removal",
+             [](uint32_t id, CapturingComponent& component) {
+                 EXPECT_EQ(Codec2InfoInternal::removeStreamInfoByUniqueId(id), InfoReturn::SUCCESS);
+                 component.freeBuffer();
+             }},
+    };
+    uint32_t id = 0;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        CapturingComponent component;
+        Codec2InfoInternal::addStreamInfo(makeStream(++id));
+        Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(id, true), id);
+        std::future<void> freeing;
+        mService->getCurrentVDECBuffer(
+                id, [&](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION& d) {
+                    ASSERT_EQ(ret, InfoReturn::SUCCESS);
+                    freeing = std::async(std::launch::async, [&] { c.free(id, component); });
+                    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                    EXPECT_FALSE(component.freed);
+                    EXPECT_EQ(d.buffer.getNativeHandle()->numFds, 1);
+                });
+        freeing.get();
+        EXPECT_TRUE(component.freed);
+    }
 }
 
 TEST_F(HostileClientTest, AStreamThatGoesTakesItsCapturedBufferWithIt) {

@@ -3,8 +3,8 @@
 // of these waited forever for a lock its own thread held.
 #include <android/log.h>
 
+#include "support/DebugTestSupport.h"
 #include "support/LogCapture.h"
-#include "support/ServiceTestSupport.h"
 
 namespace c2info_test {
 namespace {
@@ -57,32 +57,6 @@ TEST_F(ReentrancyTest, AStreamListenerThatQueriesTheRegistryIsAnsweredEmptyOnce)
     EXPECT_EQ(streamList().size(), 1u);
 }
 
-// Refused, the listener stays subscribed and hears the next event too.
-TEST_F(ReentrancyTest, ListenersCannotLeaveFromInsideTheirOwnNotification) {
-    Codec2InfoInternal::addStreamInfo(makeStream(5));
-    sp<MockEventListener> events = makeEventListener();
-    sp<MockInfoListener> info = makeInfoListener();
-    uint64_t eventId = registerEventListener(5, {"hdr_change"}, events).second;
-    mService->registerListener(5, info, {});
-    std::vector<InfoReturn> eventAnswers;
-    std::vector<CmtReturn> infoAnswers;
-    EXPECT_CALL(*events, notified("hdr_change", _, _))
-            .Times(2)
-            .WillRepeatedly(InvokeWithoutArgs(
-                    [&] { eventAnswers.push_back(mService->unregisterEventListener(eventId)); }));
-    EXPECT_CALL(*info, notified(5, _, _, _)).Times(2).WillRepeatedly(InvokeWithoutArgs([&] {
-        infoAnswers.push_back(mService->unregisterListener(5));
-    }));
-
-    LogCapture log;
-    EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(5, NotifyEvent::HDR_CHANGE));
-    EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(5, NotifyEvent::HDR_CHANGE));
-    EXPECT_EQ(eventAnswers, std::vector<InfoReturn>(2, InfoReturn::FAILURE));
-    EXPECT_EQ(infoAnswers, std::vector<CmtReturn>(2, CmtReturn::FAILURE));
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, refusal("unregisterEventListener")), 2u);
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, refusal("unregisterListener")), 2u);
-}
-
 TEST_F(ReentrancyTest, AComponentCannotPostOrUpdateFromInsideItsCallables) {
     Codec2InfoInternal::addStreamInfo(makeStream(5));
     sp<MockEventListener> events = makeEventListener();
@@ -113,80 +87,163 @@ TEST_F(ReentrancyTest, AComponentCannotPostOrUpdateFromInsideItsCallables) {
     EXPECT_EQ(streamList().at(0).width, 1920u);
 }
 
-// An information listener is told with the query-listener lock held, the
-// highest: from inside it every entry point answers its failure at once and
-// changes nothing.
-TEST_F(ReentrancyTest, EveryEntryPointRefusesFromInsideTheHighestLock) {
+// An event listener is told under the main lock: every entry point that
+// needs it refuses at once and changes nothing, while information listeners
+// may still come and go. The information listener is told with only the
+// post lock held: it is served like any client, except that it cannot post.
+TEST_F(ReentrancyTest, NestedCallsAreRefusedOnlyWhereTheirThreadHoldsTheLock) {
     Codec2InfoInternal::addStreamInfo(makeStream(5));
+    native_handle_t* buffer = native_handle_create(0, 0);
+    auto callbacks = std::make_shared<Callbacks>();
+    callbacks->getInfoCb = [](std::vector<std::string> keys, uint32_t) {
+        return std::vector<CmtInfoStruct>{{7, keys.at(0)}};
+    };
+    callbacks->captureBufferCb = [&] { Codec2InfoInternal::bindCaptured(5, buffer); };
+    callbacks->releaseBufferCb = [] {};
+    callbacks->enableCaptureCb = [](bool, uint64_t) {};
+    Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, 5);
     sp<MockInfoListener> info = makeInfoListener();
-    mService->registerListener(5, info, {});
     sp<MockEventListener> events = makeEventListener();
     sp<MockStreamListener> streams = makeStreamListener();
+    uint64_t eventId = registerEventListener(5, {"hdr_change"}, events).second;
+    mService->registerListener(5, info, {});
+
+    // Each call answers true when it got what any other thread would get.
+    uint64_t newEventId = 0;
     struct Case {
         const char* name;
-        std::function<bool()> refused;
+        bool refusedUnderMainLock;
+        std::function<bool()> call;
     } cases[] = {
-            {"addStreamInfo",
+            {"addStreamInfo", true,
              [] {
-                 return Codec2InfoInternal::addStreamInfo(makeStream(6)) == InfoReturn::FAILURE;
+                 return Codec2InfoInternal::addStreamInfo(makeStream(6)) == InfoReturn::SUCCESS;
              }},
-            {"removeStreamInfoByUniqueId",
+            {"removeStreamInfoByUniqueId", true,
              [] {
-                 return Codec2InfoInternal::removeStreamInfoByUniqueId(5) == InfoReturn::FAILURE;
+                 return Codec2InfoInternal::removeStreamInfoByUniqueId(6) == InfoReturn::SUCCESS;
              }},
-            {"registerListener",
-             [&] { return mService->registerListener(5, info, {}) == CmtReturn::FAILURE; }},
-            {"registerStreamListener",
+            {"updateStreamInfo", true,
+             [] {
+                 uint32_t width = 1920;
+                 return Codec2InfoInternal::updateStreamInfo(5, {{1, &width, 4}}) ==
+                        InfoReturn::SUCCESS;
+             }},
+            {"unregisterListener", false,
+             [&] { return mService->unregisterListener(5) == CmtReturn::SUCCESS; }},
+            {"registerListener", false,
+             [&] { return mService->registerListener(5, info, {}) == CmtReturn::SUCCESS; }},
+            {"registerStreamListener", true,
              [&] {
-                 bool refused = false;
+                 std::pair<InfoReturn, uint64_t> answer{InfoReturn::FAILURE, 1};
                  mService->registerStreamListener(streams, [&](InfoReturn ret, uint64_t id) {
-                     refused = ret == InfoReturn::FAILURE && id == UINT64_MAX;
+                     answer = {ret, id};
                  });
-                 return refused;
+                 return answer == std::make_pair(InfoReturn::SUCCESS, uint64_t{0});
              }},
-            {"unregisterStreamListener",
-             [&] { return mService->unregisterStreamListener(0) == InfoReturn::FAILURE; }},
-            {"registerEventListener",
+            {"unregisterStreamListener", true,
+             [&] { return mService->unregisterStreamListener(0) == InfoReturn::SUCCESS; }},
+            {"registerEventListener", true,
              [&] {
-                 return registerEventListener(5, {"hdr_change"}, events) ==
-                        std::make_pair(InfoReturn::FAILURE, UINT64_MAX);
+                 InfoReturn result = InfoReturn::FAILURE;
+                 mService->registerEventListener(5, {"hdr_change"}, makeEventListener(),
+                                                 [&](InfoReturn ret, uint64_t id) {
+                                                     result = ret;
+                                                     newEventId = id;
+                                                 });
+                 return result == InfoReturn::SUCCESS && newEventId == eventId + 1;
              }},
-            {"updateListenEvents",
-             [&] { return mService->updateListenEvents(0, {}) == InfoReturn::FAILURE; }},
-            {"getIdList",
+            {"updateListenEvents", true,
+             [&] { return mService->updateListenEvents(newEventId, {}) == InfoReturn::SUCCESS; }},
+            {"unregisterEventListener", true,
+             [&] { return mService->unregisterEventListener(newEventId) == InfoReturn::SUCCESS; }},
+            {"getIdList", true,
              [&] {
-                 bool refused = false;
-                 mService->getIdList([&](CmtReturn ret, auto, const auto& ids) {
-                     refused = ret == CmtReturn::FAILURE && ids.size() == 0;
+                 bool answered = false;
+                 mService->getIdList([&](CmtReturn ret, auto, const hidl_vec<uint64_t>& ids) {
+                     answered = ret == CmtReturn::SUCCESS && ids == hidl_vec<uint64_t>{5};
                  });
-                 return refused;
+                 return answered;
              }},
-            {"convertHwSyncIdToStreamId",
+            {"getStreamList", true,
              [&] {
-                 bool refused = false;
+                 bool answered = false;
+                 mService->getStreamList([&](InfoReturn ret, const auto& list) {
+                     answered = ret == InfoReturn::SUCCESS && list.size() == 1;
+                 });
+                 return answered;
+             }},
+            {"getInfo", true,
+             [&] {
+                 bool answered = false;
+                 mService->getInfo(5, {"codec"}, [&](CmtReturn ret, const auto& items) {
+                     answered = ret == CmtReturn::SUCCESS && items.size() == 1 &&
+                                items[0].intValue == 7 && items[0].strValue == "codec";
+                 });
+                 return answered;
+             }},
+            {"convertHwSyncIdToStreamId", true,
+             [&] {
+                 bool answered = false;
                  mService->convertHwSyncIdToStreamId(
-                         0x100000005ull, [&](InfoReturn ret, uint32_t id) {
-                             refused = ret == InfoReturn::FAILURE && id == 0xFFFFFFFF;
+                         makeStream(5).hwSyncId, [&](InfoReturn ret, uint32_t id) {
+                             answered = ret == InfoReturn::SUCCESS && id == 5;
                          });
-                 return refused;
+                 return answered;
              }},
-            {"enableCapture",
-             [&] { return mService->enableCapture(5, true, 0) == InfoReturn::FAILURE; }},
-            {"releaseVDECBuffer",
-             [&] { return mService->releaseVDECBuffer(5) == InfoReturn::FAILURE; }},
+            {"getCurrentVDECBuffer", true,
+             [&] {
+                 bool answered = false;
+                 mService->getCurrentVDECBuffer(5, [&](InfoReturn ret, const auto& desc) {
+                     answered = ret == InfoReturn::SUCCESS && desc.buffer == buffer;
+                 });
+                 return answered;
+             }},
+            {"releaseVDECBuffer", true,
+             [&] { return mService->releaseVDECBuffer(5) == InfoReturn::SUCCESS; }},
+            {"enableCapture", true,
+             [&] { return mService->enableCapture(5, true, 0) == InfoReturn::SUCCESS; }},
+            {"debug", true,
+             [&] { return runDebug(*mService, {"--reset"}) == "C2 LsHal Ver-1.3 - Reset\n"; }},
     };
-    std::vector<std::string> notRefused;
-    EXPECT_CALL(*info, notified(5, _, _, _)).WillOnce(InvokeWithoutArgs([&] {
+    auto runCases = [&](bool underMainLock, std::vector<std::string>* refused,
+                        std::vector<std::string>* unanswered) {
+        LogCapture log;
         for (const Case& c : cases) {
-            if (!c.refused()) notRefused.push_back(c.name);
+            bool answered = c.call();
+            if (log.count(ANDROID_LOG_ERROR, refusal(c.name)) != 0) refused->push_back(c.name);
+            if (!answered && !(underMainLock && c.refusedUnderMainLock)) {
+                unanswered->push_back(c.name);
+            }
         }
-    }));
-    LogCapture log;
-    Codec2InfoInternal::postCodec2EventToAPK(5, NotifyEvent::HDR_CHANGE);
-    EXPECT_EQ(notRefused, std::vector<std::string>{});
-    for (const Case& c : cases)
-        EXPECT_EQ(log.count(ANDROID_LOG_ERROR, refusal(c.name)), 1u) << c.name;
+        if (Codec2InfoInternal::postCodec2EventToAPK(5, NotifyEvent::HDR_CHANGE) ||
+            log.count(ANDROID_LOG_ERROR, refusal("postCodec2EventToAPK")) != 1) {
+            unanswered->push_back("postCodec2EventToAPK refused");
+        }
+    };
+    std::vector<std::string> refusedInEvent, unansweredInEvent, refusedInInfo, unansweredInInfo;
+    EXPECT_CALL(*events, notified("hdr_change", _, _))
+            .WillOnce(
+                    InvokeWithoutArgs([&] { runCases(true, &refusedInEvent, &unansweredInEvent); }))
+            .WillOnce(::testing::Return());
+    EXPECT_CALL(*info, notified(5, _, _, _))
+            .WillOnce(
+                    InvokeWithoutArgs([&] { runCases(false, &refusedInInfo, &unansweredInInfo); }))
+            .WillOnce(::testing::Return());
+    EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(5, NotifyEvent::HDR_CHANGE));
+
+    std::vector<std::string> refusedUnderMainLock;
+    for (const Case& c : cases) {
+        if (c.refusedUnderMainLock) refusedUnderMainLock.push_back(c.name);
+    }
+    EXPECT_EQ(refusedInEvent, refusedUnderMainLock);
+    EXPECT_EQ(unansweredInEvent, std::vector<std::string>{});
+    EXPECT_EQ(refusedInInfo, std::vector<std::string>{});
+    EXPECT_EQ(unansweredInInfo, std::vector<std::string>{});
+    // Nothing was lost: both listeners hear the next event.
+    EXPECT_TRUE(Codec2InfoInternal::postCodec2EventToAPK(5, NotifyEvent::HDR_CHANGE));
     EXPECT_EQ(streamList().size(), 1u);
+    native_handle_delete(buffer);
 }
 
 // The death is delivered on another thread that needs the lock the
