@@ -2,6 +2,10 @@
 // components' debug targets.
 #include <android/log.h>
 #include <cutils/properties.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <thread>
 
@@ -164,6 +168,43 @@ TEST_F(DebugCommandTest, EnableAndDisableSayWhenThereIsNothingToDo) {
     EXPECT_EQ(debug({"--disable"}),
               "C2 LsHal Ver-1.3 - Disable\nSystem Time: <now>\n"
               "C2 LsHal Ver-1.3 - Disable(already disabled)\n");
+}
+
+// A target that writes without end, and a process out of descriptors:
+// before, the first was read back in one allocation (bad_alloc ended the
+// process) and the second left the requester with nothing.
+TEST_F(DebugCommandTest, OutputThatCannotBeStagedWholeIsSaidSo) {
+    class Flood : public Target {
+    public:
+        Flood() : Target("flood") {}
+        void dump(int fd, const std::vector<std::string_view>&) override {
+            std::string megabyte(1 << 20, 'x');
+            for (int i = 0; i < 20; ++i) (void)!write(fd, megabyte.data(), megabyte.size());
+        }
+    };
+    mService->addDebugTarget(std::make_shared<Flood>());
+    std::string flooded = runDebug(*mService, {"--flood", "now"});
+    const std::string cut = "C2 LsHal Ver-1.3 - output cut: more than 16777216 bytes\n";
+    ASSERT_EQ(flooded.size(), (16u << 20) + cut.size());
+    EXPECT_EQ(flooded.find_first_not_of('x'), 16u << 20);
+    EXPECT_EQ(flooded.substr(16u << 20), cut);
+
+    int requester = memfd_create("lshal-debug", MFD_CLOEXEC);
+    native_handle_t* handle = native_handle_create(1, 0);
+    handle->data[0] = requester;
+    rlimit saved;
+    getrlimit(RLIMIT_NOFILE, &saved);
+    // One descriptor allowed, taken by standard input: poll() still works.
+    ASSERT_NE(fcntl(0, F_GETFD), -1);
+    rlimit one{1, saved.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &one);
+    mService->debug(hidl_handle(handle), {"--reset"});
+    setrlimit(RLIMIT_NOFILE, &saved);
+    std::string unstaged(128, '\0');
+    unstaged.resize(std::max<ssize_t>(0, pread(requester, unstaged.data(), unstaged.size(), 0)));
+    EXPECT_EQ(unstaged, "C2 LsHal Ver-1.3 - output could not be staged: Too many open files\n");
+    native_handle_close(handle);
+    native_handle_delete(handle);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <functional>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -19,6 +20,7 @@
 namespace c2info_test {
 namespace {
 
+using ::testing::_;
 using ::vendor::larkspan::hardware::c2::info::V1_0::CAPTURE_BUFFER_DESCRIPTION;
 
 class HostileClientTest : public ServiceTest {
@@ -56,6 +58,65 @@ TEST_F(HostileClientTest, AReaderWhoNeverReadsHoldsUpNothingButItsOwnRequest) {
     runDebug(*mService, {"--disable"});
     close(ends[0]);
     close(ends[1]);
+}
+
+// Before, the 2 s covered the whole write: a reader that took 20 KB/s lost
+// the end of a large report, cut mid-line.
+TEST_F(HostileClientTest, ASlowButSteadyReaderGetsTheWholeReport) {
+    std::vector<std::unique_ptr<DebugComponent>> components;
+    for (uint32_t id = 1; id <= 16; ++id) {
+        Codec2InfoInternal::addStreamInfo(makeStream(id));
+        components.push_back(std::make_unique<DebugComponent>());
+        components.back()->registerFor(id);
+    }
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    fcntl(ends[1], F_SETPIPE_SZ, 4096);
+    std::future<void> request = debugInto(ends[1], {});
+    std::string slow;
+    char buffer[2048];
+    for (ssize_t n;
+         request.wait_for(std::chrono::milliseconds(100)) != std::future_status::ready;) {
+        if ((n = read(ends[0], buffer, sizeof(buffer))) > 0) slow.append(buffer, n);
+    }
+    close(ends[1]);
+    for (ssize_t n; (n = read(ends[0], buffer, sizeof(buffer))) > 0;) slow.append(buffer, n);
+    close(ends[0]);
+
+    std::string whole = runDebug(*mService, {});
+    EXPECT_GT(whole.size(), 40000u) << "a report that takes the reader seconds";
+    EXPECT_EQ(linesOf(slow).size(), linesOf(whole).size());
+    EXPECT_EQ(linesOf(withoutSystemTimes(slow)).back(), linesOf(withoutSystemTimes(whole)).back());
+    size_t differences = 0;
+    for (size_t at = 0; (at = slow.find("Diff of debug info", at)) != std::string::npos; ++at) {
+        ++differences;
+    }
+    EXPECT_EQ(differences, 16u);
+}
+
+// Before, a blocking write of 4 KiB into a terminal with less room than that
+// never returned, and every later request waited behind it.
+TEST_F(HostileClientTest, ATerminalNobodyReadsHoldsUpNothingButItsOwnRequest) {
+    int master = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(master, 0);
+    ASSERT_EQ(grantpt(master), 0);
+    ASSERT_EQ(unlockpt(master), 0);
+    int terminal = open(ptsname(master), O_RDWR | O_NOCTTY);
+    ASSERT_GE(terminal, 0);
+    fcntl(terminal, F_SETFL, O_NONBLOCK);
+    std::string filler(256, 'x');
+    while (write(terminal, filler.data(), filler.size()) > 0) {
+    }
+    fcntl(terminal, F_SETFL, 0);
+    char drained[1024];
+    ASSERT_GT(read(master, drained, sizeof(drained)), 0);  // some room, less than 4 KiB
+
+    std::future<void> request = debugInto(terminal, {});
+    EXPECT_EQ(request.wait_for(std::chrono::seconds(4)), std::future_status::ready);
+    EXPECT_EQ(linesOf(runDebug(*mService, {"--help"})).at(1), "Usage: ");
+    request.get();
+    close(terminal);
+    close(master);
 }
 
 // Before, SIGPIPE ended the process.
@@ -153,6 +214,34 @@ TEST_F(HostileClientTest, AStreamThatGoesTakesItsCapturedBufferWithIt) {
     EXPECT_EQ(capture(2), InfoReturn::SUCCESS);
     Codec2InfoInternal::removeStreamInfoByUniqueId(1);
     EXPECT_EQ(capture(2), InfoReturn::FAILURE);
+}
+
+// Before, the names were resolved and their warnings written under the main
+// lock: a client's long list held up every component's posts for as long as
+// the log took. Here a post must get through while the warnings are written.
+std::function<void()> gOnWarning;
+void callOnWarning(const __android_logger_data* data, const char*) {
+    if (data->priority == ANDROID_LOG_WARN && gOnWarning) std::exchange(gOnWarning, nullptr)();
+}
+
+TEST_F(HostileClientTest, ALongListOfEventNamesDoesNotHoldUpPosts) {
+    Codec2InfoInternal::addStreamInfo(makeStream(1));
+    sp<MockEventListener> hearing = makeEventListener();
+    registerEventListener(1, {"hdr_change"}, hearing);
+    EXPECT_CALL(*hearing, notified("hdr_change", _, _));
+    std::future<void> post;
+    std::future_status posted = std::future_status::deferred;
+    gOnWarning = [&] {
+        post = std::async(std::launch::async, [] {
+            Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::HDR_CHANGE);
+        });
+        posted = post.wait_for(std::chrono::seconds(5));
+    };
+    __android_log_set_logger(callOnWarning);
+    std::vector<std::string> junk(1000, "no_such_event");
+    EXPECT_EQ(registerEventListener(1, junk, makeEventListener()).first, InfoReturn::SUCCESS);
+    __android_log_set_logger(__android_log_stderr_logger);
+    EXPECT_EQ(posted, std::future_status::ready);
 }
 
 // Before, each throw went through a binder thread or ended the monitor
