@@ -280,6 +280,20 @@ TEST_F(FrameConversionTest, OnlyTheRangeAnOperationNeedsIsMapped) {
     EXPECT_EQ(ret, InfoReturn::SUCCESS);
     EXPECT_EQ(metaData.value0, 7u);
     EXPECT_LE(mappedBytesOf("memfd:c2info-client"), 2 * 4096u);
+
+    // Frames whose planes lie far apart need large ranges; the converter
+    // keeps no more of them than its byte budget (256 MB).
+    std::vector<std::unique_ptr<ClientMemory>> sparse;
+    for (int i = 0; i < 4; ++i) {
+        sparse.push_back(std::make_unique<ClientMemory>(uint64_t{100} << 20, true));
+        FrameGenerator::BufferInfo far = mSource->info();
+        far.lumaOffset = 0;
+        far.chromaOffset = (uint64_t{99} << 20);
+        EXPECT_EQ(detile(sparse.back()->handle(), mDestination->handle(), describe(far),
+                         describe(mDestination->info())),
+                  InfoReturn::SUCCESS);
+    }
+    EXPECT_LE(mappedBytesOf("memfd:c2info-client"), uint64_t{256} << 20);
 }
 
 // Whether a page mapped from `offset` (page-aligned or not) shows the byte

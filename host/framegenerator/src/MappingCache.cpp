@@ -71,13 +71,20 @@ std::shared_ptr<const MappingCache::Mapping> MappingCache::map(const native_hand
     }
     auto mapping = std::make_shared<const Mapping>(static_cast<uint8_t*>(data),
                                                    static_cast<size_t>(length), offset);
-    if (mEntries.size() == kCapacity) {
+    *status = 0;
+    if (length > kByteBudget) return mapping;
+    makeRoom_l(length);
+    mEntries.push_back({key, ++mUses, mapping});
+    mMappedBytes += length;
+    return mapping;
+}
+
+void MappingCache::makeRoom_l(uint64_t length) {
+    while (mEntries.size() == kCapacity || mMappedBytes + length > kByteBudget) {
         auto oldest = std::min_element(
                 mEntries.begin(), mEntries.end(),
                 [](const Entry& a, const Entry& b) { return a.lastUse < b.lastUse; });
+        mMappedBytes -= oldest->key.length;
         mEntries.erase(oldest);
     }
-    mEntries.push_back({key, ++mUses, mapping});
-    *status = 0;
-    return mapping;
 }

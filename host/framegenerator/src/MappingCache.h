@@ -12,7 +12,9 @@
 // Mappings are keyed by the file (device and inode; a mapping holds its
 // file, so no other file can take that inode number while it is kept), the
 // access and the range; the least recently used go once there are more
-// than kCapacity. A kept mapping also keeps its memory alive after the
+// than kCapacity or together they span more than kByteBudget (on 32-bit
+// ARM, a few large frames would otherwise pin the address space); a range
+// larger than the budget is mapped for its call only. A kept mapping also keeps its memory alive after the
 // client frees the buffer, until it is evicted or the cache goes.
 #pragma once
 
@@ -27,6 +29,7 @@
 class MappingCache {
 public:
     static constexpr size_t kCapacity = 16;
+    static constexpr uint64_t kByteBudget = uint64_t{256} << 20;
 
     enum class Access { kRead, kWrite };
 
@@ -73,7 +76,11 @@ private:
         std::shared_ptr<const Mapping> mapping;
     };
 
+    // Evicts the least recently used until a mapping of `length` bytes fits.
+    void makeRoom_l(uint64_t length);
+
     std::mutex mLock;
     std::vector<Entry> mEntries;
     uint64_t mUses = 0;
+    uint64_t mMappedBytes = 0;
 };
