@@ -167,7 +167,18 @@ std::vector<CounterRate> parseRates(const json& object, const std::string& path)
             std::holds_alternative<std::string _DebugDescription::*>(field->member)) {
             refuse(keyPath, "unknown key (the keys are the numeric members of _DebugDescription)");
         }
-        rates.push_back({field, number(value, keyPath, 0, 1e6)});
+        // A counter advances by at most its own range in a second.
+        double highest = std::visit(
+                [](auto member) {
+                    using Value = std::remove_reference_t<decltype(_DebugDescription().*member)>;
+                    if constexpr (std::is_arithmetic_v<Value>) {
+                        return std::min(1e6,
+                                        static_cast<double>(std::numeric_limits<Value>::max()));
+                    }
+                    return 0.0;
+                },
+                field->member);
+        rates.push_back({field, number(value, keyPath, 0, highest)});
     }
     return rates;
 }
@@ -288,7 +299,7 @@ Scenario parseScenario(const std::string& text) {
     json document;
     try {
         document = json::parse(text);
-    } catch (const json::parse_error& error) {
+    } catch (const json::exception& error) {
         std::string what = error.what();
         // Drop the library's "[json.exception.parse_error.101] " tag.
         throw ScenarioError("not JSON: " + what.substr(what.find("] ") + 2));

@@ -27,60 +27,81 @@ using ::vendor::larkspan::hardware::cmt::V1_0::CmtInfoStruct;
 using ::vendor::larkspan::hardware::cmt::V1_0::CmtReturn;
 using ::vendor::larkspan::hardware::cmt::V1_0::ICmtInfoServiceListener;
 
+struct SimApplication::Inbox {
+    void hear(std::string line, std::optional<uint64_t> newStream = std::nullopt) {
+        std::lock_guard<std::mutex> lock(mLock);
+        mLines.push_back(std::move(line));
+        if (newStream) mNewStreams.push_back(*newStream);
+        mWork.notify_one();
+    }
+
+    std::mutex mLock;
+    std::condition_variable mWork;
+    std::deque<std::string> mLines;
+    std::deque<uint64_t> mNewStreams;
+    bool mEnding = false;
+};
+
 class SimApplication::StreamListener : public RemotePeer<ICodec2InfoServiceStreamListener> {
 public:
-    explicit StreamListener(SimApplication* application) : mApplication(application) {}
+    explicit StreamListener(std::shared_ptr<Inbox> inbox) : mInbox(std::move(inbox)) {}
 
     Return<void> onNotify(uint32_t type, uint64_t streamId, const hidl_string& info) override {
         if (auto status = transportStatus(); !status.isOk()) return status;
+        auto id = static_cast<unsigned long long>(streamId);
         if (type != 0) {
-            say("app: stream %llu removed (%s)", static_cast<unsigned long long>(streamId),
-                info.c_str());
-            return Void();
+            mInbox->hear(format("app: stream %llu removed (%s)", id, info.c_str()));
+        } else {
+            mInbox->hear(format("app: stream %llu added (%s)", id, info.c_str()), streamId);
         }
-        say("app: stream %llu added (%s)", static_cast<unsigned long long>(streamId), info.c_str());
-        std::lock_guard<std::mutex> lock(mApplication->mLock);
-        mApplication->mNewStreams.push_back(streamId);
-        mApplication->mWork.notify_one();
         return Void();
     }
 
 private:
-    SimApplication* const mApplication;
+    const std::shared_ptr<Inbox> mInbox;
 };
 
 // One per stream: the notification does not say whose event it is.
 class SimApplication::EventListener : public RemotePeer<ICodec2InfoServiceEventListener> {
 public:
-    explicit EventListener(uint64_t streamId) : mStreamId(streamId) {}
+    EventListener(std::shared_ptr<Inbox> inbox, uint64_t streamId)
+        : mInbox(std::move(inbox)), mStreamId(streamId) {}
 
     Return<void> onNotify(const NotifyEventInfo& event) override {
         if (auto status = transportStatus(); !status.isOk()) return status;
-        say("app: event %s of stream %llu (value %d \"%s\")", event.event.c_str(),
-            static_cast<unsigned long long>(mStreamId), event.info.intValue,
-            event.info.strValue.c_str());
+        mInbox->hear(format("app: event %s of stream %llu (value %d \"%s\")", event.event.c_str(),
+                            static_cast<unsigned long long>(mStreamId), event.info.intValue,
+                            event.info.strValue.c_str()));
         return Void();
     }
 
 private:
+    const std::shared_ptr<Inbox> mInbox;
     const uint64_t mStreamId;
 };
 
 class SimApplication::InfoListener : public RemotePeer<ICmtInfoServiceListener> {
 public:
+    explicit InfoListener(std::shared_ptr<Inbox> inbox) : mInbox(std::move(inbox)) {}
+
     Return<void> onNotify(uint64_t streamId, uint64_t event, const CmtInfoStruct&) override {
         if (auto status = transportStatus(); !status.isOk()) return status;
-        say("app: information of stream %llu: event %llu",
-            static_cast<unsigned long long>(streamId), static_cast<unsigned long long>(event));
+        mInbox->hear(format("app: information of stream %llu: event %llu",
+                            static_cast<unsigned long long>(streamId),
+                            static_cast<unsigned long long>(event)));
         return Void();
     }
+
+private:
+    const std::shared_ptr<Inbox> mInbox;
 };
 
 SimApplication::SimApplication(sp<ICodec2InfoService> service, std::vector<std::string> eventNames)
     : mService(std::move(service)),
       mEventNames(std::move(eventNames)),
-      mStreamListener(new StreamListener(this)),
-      mInfoListener(new InfoListener()) {}
+      mInbox(std::make_shared<Inbox>()),
+      mStreamListener(new StreamListener(mInbox)),
+      mInfoListener(new InfoListener(mInbox)) {}
 
 SimApplication::~SimApplication() {
     stop();
@@ -91,6 +112,7 @@ bool SimApplication::start() {
     InfoReturn result = InfoReturn::FAILURE;
     mService->registerStreamListener(mStreamListener, [&](InfoReturn ret, uint64_t id) {
         result = ret;
+        if (ret != InfoReturn::SUCCESS) return;
         std::lock_guard<std::mutex> lock(mLock);
         mStreamListenerId = id;
     });
@@ -98,7 +120,6 @@ bool SimApplication::start() {
     return result == InfoReturn::SUCCESS;
 }
 
-// mLock is never held while calling the service: its notifications take it.
 void SimApplication::die() {
     {
         std::lock_guard<std::mutex> lock(mLock);
@@ -114,27 +135,28 @@ void SimApplication::die() {
 
 void SimApplication::stop() {
     endSubscriber();
-    uint64_t streamListenerId;
+    std::optional<uint64_t> streamListenerId;
     std::vector<uint64_t> infoStreams;
     {
         std::lock_guard<std::mutex> lock(mLock);
         if (mDead) return;
-        streamListenerId = std::exchange(mStreamListenerId, 0);
+        streamListenerId = std::exchange(mStreamListenerId, std::nullopt);
         infoStreams.swap(mInfoStreams);
     }
-    if (streamListenerId != 0) (void)mService->unregisterStreamListener(streamListenerId).isOk();
+    if (streamListenerId) (void)mService->unregisterStreamListener(*streamListenerId).isOk();
     for (const auto& [id, listener] : takeEventListeners()) {
         (void)mService->unregisterEventListener(id).isOk();
     }
     for (uint64_t streamId : infoStreams) (void)mService->unregisterListener(streamId).isOk();
 }
 
+// What was heard before the end is still printed.
 void SimApplication::endSubscriber() {
     {
-        std::lock_guard<std::mutex> lock(mLock);
-        mEnding = true;
+        std::lock_guard<std::mutex> lock(mInbox->mLock);
+        mInbox->mEnding = true;
     }
-    mWork.notify_one();
+    mInbox->mWork.notify_one();
     if (mThread.joinable()) mThread.join();
 }
 
@@ -145,14 +167,19 @@ SimApplication::takeEventListeners() {
 }
 
 void SimApplication::subscriber() {
-    std::unique_lock<std::mutex> lock(mLock);
+    Inbox& inbox = *mInbox;
+    std::unique_lock<std::mutex> lock(inbox.mLock);
     for (;;) {
-        mWork.wait(lock, [this] { return mEnding || !mNewStreams.empty(); });
-        if (mEnding) return;
-        uint64_t streamId = mNewStreams.front();
-        mNewStreams.pop_front();
+        inbox.mWork.wait(lock, [&] {
+            return inbox.mEnding || !inbox.mLines.empty() || !inbox.mNewStreams.empty();
+        });
+        std::deque<std::string> lines = std::exchange(inbox.mLines, {});
+        std::deque<uint64_t> streams = std::exchange(inbox.mNewStreams, {});
+        bool ending = inbox.mEnding;
         lock.unlock();
-        subscribe(streamId);
+        for (const std::string& line : lines) say("%s", line.c_str());
+        if (ending) return;
+        for (uint64_t streamId : streams) subscribe(streamId);
         lock.lock();
     }
 }
@@ -160,7 +187,7 @@ void SimApplication::subscriber() {
 void SimApplication::subscribe(uint64_t streamId) {
     hidl_vec<hidl_string> names(mEventNames.size());
     std::copy(mEventNames.begin(), mEventNames.end(), names.begin());
-    sp<EventListener> eventListener = new EventListener(streamId);
+    sp<EventListener> eventListener = new EventListener(mInbox, streamId);
     InfoReturn events = InfoReturn::FAILURE;
     uint64_t eventListenerId = 0;
     mService->registerEventListener(streamId, names, eventListener,

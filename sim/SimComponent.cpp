@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <string_view>
 
+#include "Output.h"
+
 namespace sim {
 
 using ::android::hardware::hidl_handle;
@@ -184,8 +186,15 @@ void SimComponent::updateStream(const ScheduledEvent& scheduled) {
     (void)Codec2InfoInternal::updateStreamInfo(mStreamId, items).isOk();
 }
 
+// Without memory for a frame the component goes on without one; its
+// captures then fail.
 void SimComponent::newFrame_l() {
     mFrame = SharedFrame::create(mStream.width, mStream.height, FrameGenerator::kFormatTiledNV12);
+    if (mFrame == nullptr) {
+        sim::announce("%s: no memory for a %ux%u frame", mScenario.component.c_str(), mStream.width,
+                      mStream.height);
+        return;
+    }
     const FrameGenerator::BufferInfo& info = mFrame->info();
     mStream.field3 = info.lumaStride;
     mStream.field4 = info.chromaStride;
@@ -209,7 +218,12 @@ _DebugDescription SimComponent::current_l() const {
                 [&](auto member) {
                     using Value = std::remove_reference_t<decltype(description.*member)>;
                     if constexpr (!std::is_same_v<Value, std::string>) {
-                        description.*member += static_cast<Value>(rate.perSecond * seconds);
+                        // Counters wrap at their width, as the component's do.
+                        using Wrapping = std::make_unsigned_t<Value>;
+                        auto increment = static_cast<uint64_t>(rate.perSecond * seconds);
+                        description.*member =
+                                static_cast<Value>(static_cast<Wrapping>(description.*member) +
+                                                   static_cast<Wrapping>(increment));
                     }
                 },
                 rate.field->member);
@@ -232,6 +246,7 @@ void SimComponent::captureFrame() {
     std::shared_ptr<SharedFrame> frame;
     {
         std::lock_guard<std::mutex> lock(mLock);
+        if (mFrame == nullptr) return;
         auto frameNumber = static_cast<uint32_t>(current_l().decode);
         mFrame->writePicture(drawColorBars(mStream.width, mStream.height, frameNumber));
         mFrame->storeMetaData({static_cast<uint64_t>(elapsedSeconds() * 1e6), frameNumber,

@@ -182,6 +182,9 @@ TEST_F(SimTest, AMalformedScenarioIsRefusedWithItsPathAndRunsNothing) {
              "streams[0].events[0].event: expected an event name"},
             {kStream + R"(, "colour": 1})", "streams[0].colour: unknown key"},
             {kStream + "}, ]", "not JSON: parse error at line 1"},
+            {kStream + R"(, "debug": {"input": 1e400}})", "not JSON: number overflow"},
+            {kStream + R"(, "perSecond": {"pendingES": 256}})",
+             "streams[0].perSecond.pendingES: expected a number from 0 to 255"},
     };
     for (const auto& mistake : kCases) {
         write("bad.json", R"({"name": "bad", "seconds": 1, "streams": [)" + mistake.streams + "]}");
