@@ -205,8 +205,18 @@ public:
 class InfoListener : public Listener<ICmtInfoServiceListener> {
 public:
     using Listener::Listener;
+    // As an application does: asks about the stream it was told of, and
+    // what else plays, then leaves; all of it answered as from any thread.
     Return<void> onNotify(uint64_t streamId, uint64_t, const CmtInfoStruct&) override {
-        return told([&] { (void)gService->unregisterListener(streamId).isOk(); });
+        return told([&] {
+            auto succeeded = [](const char* what) {
+                return [what](auto ret, auto&&...) { check(ret == decltype(ret){0}, what); };
+            };
+            gService->getIdList(succeeded("nested getIdList"));
+            gService->getStreamList(succeeded("nested getStreamList answered"));
+            once("nested getInfo", [&](auto cb) { gService->getInfo(streamId, {"a"}, cb); });
+            (void)gService->unregisterListener(streamId).isOk();
+        });
     }
 };
 
