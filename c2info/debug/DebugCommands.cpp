@@ -52,7 +52,10 @@ Return<void> Codec2InfoService::debug(const hidl_handle& fd, const hidl_vec<hidl
     // answer, the request would wait for its own thread. The information
     // listener holds only the post lock and is served.
     if (calledFromCallback(RankedMutex::kDebugCommand, "debug")) return Void();
+    // Without a stage the handlers would have nowhere to write; a process
+    // out of descriptors answers with one line and runs nothing.
     StagedOutput output(handle->data[0]);
+    if (!output.staged()) return Void();
     cmdOtpions(output, args);
     return Void();
 }

@@ -121,8 +121,9 @@ void StagedOutput::openStage() {
     if (stage >= 0) close(stage);
     logText(ANDROID_LOG_ERROR, "[%s] cannot stage debug output: %s", "debug", strerror(error));
     char line[128];
-    int length = snprintf(line, sizeof(line), "%s - output could not be staged: %s\n", kDebugBanner,
-                          strerror(error));
+    int length =
+            snprintf(line, sizeof(line), "%s - output could not be staged, request not run: %s\n",
+                     kDebugBanner, strerror(error));
     if (!writeToRequester(line, std::min<size_t>(length, sizeof(line) - 1))) abandon();
 }
 

@@ -32,8 +32,10 @@ public:
     StagedOutput(const StagedOutput&) = delete;
     StagedOutput& operator=(const StagedOutput&) = delete;
 
-    // Where the handlers write; -1 (every write fails) when no memory file
-    // could be made, which the requester is told.
+    // False when no memory file could be made: the requester has been told
+    // so, and nothing may be written to fd().
+    bool staged() const { return mStageFd >= 0; }
+    // Where the handlers write.
     int fd() const { return mStageFd; }
     // Writes what was staged since the last flush to the requester. After
     // a reader that stalled or closed its end, nothing more is written and

@@ -202,7 +202,9 @@ TEST_F(DebugCommandTest, OutputThatCannotBeStagedWholeIsSaidSo) {
     setrlimit(RLIMIT_NOFILE, &saved);
     std::string unstaged(128, '\0');
     unstaged.resize(std::max<ssize_t>(0, pread(requester, unstaged.data(), unstaged.size(), 0)));
-    EXPECT_EQ(unstaged, "C2 LsHal Ver-1.3 - output could not be staged: Too many open files\n");
+    EXPECT_EQ(unstaged,
+              "C2 LsHal Ver-1.3 - output could not be staged, request not run: Too many open "
+              "files\n");
     native_handle_close(handle);
     native_handle_delete(handle);
 }
