@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "DebugOutput.h"
+#include "DebugReports.h"
 #include "DiffInfo.h"
 
 namespace vendor {
@@ -70,6 +71,8 @@ const char* decoderName(uint8_t inputSource) {
             return "VCodecVideo";
     }
 }
+
+}  // namespace
 
 void printSnapshot(int fd, uint32_t streamId, const _DebugDescription& d) {
     printEqualsLine(fd);
@@ -158,6 +161,8 @@ void printSnapshot(int fd, uint32_t streamId, const _DebugDescription& d) {
             d.sstm, d.vrr, d.displayMode, d.afd, d.picAr, d.imax, d.matrixCoeff, d.colorimetry);
     printEqualsLine(fd);
 }
+
+namespace {
 
 void fillDiff(_DiffInfo& diff, const _DebugDescription& older, const _DebugDescription& newer) {
     diff.diffNs = static_cast<int64_t>(wrappingDiff(newer.recordTimeNs, older.recordTimeNs));

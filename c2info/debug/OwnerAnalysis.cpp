@@ -2,8 +2,12 @@
 // snapshot generation goes through the checks in order, and the first check
 // that fails names its owner. The owners' texts differ in their capitals;
 // engineers' scripts match them as they are.
+#include "OwnerAnalysis.h"
+
 #include <Codec2InfoService.h>
 #include <stdio.h>
+
+#include <cstdarg>
 
 #include "DebugOutput.h"
 
@@ -16,148 +20,223 @@ namespace implementation {
 
 namespace {
 
-constexpr const char* kApkOwner = "  dispatch to **APK owner** \n";
-constexpr const char* kTpcOwner = "  dispatch to **TPC owner** \n";
-constexpr const char* kC2Owner = "  dispatch to **C2 Owner** \n";
-constexpr const char* kC2LowerOwner = "  dispatch to **C2 owner** \n";
-constexpr const char* kDisplinkOwner = "  dispatch to **Displink Owner** \n";
-constexpr const char* kDisplinkLowerOwner = "  dispatch to **Displink owner** \n";
-constexpr const char* kC2BwmOwner = "  dispatch to **C2BWM Owner** \n";
+struct Owner {
+    const char* line;
+    const char* name;
+};
+
+constexpr Owner kApkOwner{"  dispatch to **APK owner** \n", "APK owner"};
+constexpr Owner kTpcOwner{"  dispatch to **TPC owner** \n", "TPC owner"};
+constexpr Owner kC2Owner{"  dispatch to **C2 Owner** \n", "C2 Owner"};
+constexpr Owner kC2LowerOwner{"  dispatch to **C2 owner** \n", "C2 owner"};
+constexpr Owner kDisplinkOwner{"  dispatch to **Displink Owner** \n", "Displink Owner"};
+constexpr Owner kDisplinkLowerOwner{"  dispatch to **Displink owner** \n", "Displink owner"};
+constexpr Owner kC2BwmOwner{"  dispatch to **C2BWM Owner** \n", "C2BWM Owner"};
+constexpr Owner kDisplinkToConfirm{
+        "  No abnormal case found. By default, dispatch to **displink owner** to confirm \n",
+        "displink owner"};
 
 // File and stream sources; their counts of input and output are judged.
 bool isVideoSource(uint8_t inputSource) {
     return inputSource == 5 || inputSource == 6;
 }
 
-// Writes the findings for one stream; returns once an owner is named.
-void analyseStream(int fd, uint32_t streamId, const _DebugDescription& d) {
-    bool tunnel = d.sideBand != 0;
-    dprintf(fd, "  strId(%d) - component(%s) inputSource:%d %s mode\n", static_cast<int>(streamId),
-            d.component.c_str(), d.inputSource, tunnel ? "tunnel" : "non-tunnel");
-
-    if (d.releasing != 0 && d.released == 0) {
-        dprintf(fd, "  C2 releasing and stuck in state:%d \n", d.releaseProgress);
-        dprintf(fd, "%s", kC2Owner);
-        return;
-    }
-    dprintf(fd, "  [Checked] C2 is not in releasing state\n");
-
-    if (isVideoSource(d.inputSource) && d.input <= 9) {
-        if (d.pendingES > 4) {
-            dprintf(fd, "  pending es larger than pendingThreshold:%d \n", d.pendingES);
-            dprintf(fd, "%s", kC2Owner);
-        } else {
-            dprintf(fd, "  NO input data \n");
-            dprintf(fd, "%s", kApkOwner);
-        }
-        return;
-    }
-    dprintf(fd, "  [Checked] C2 input es is not empty\n");
-
-    if (tunnel && d.hwSyncId == 0) {
-        dprintf(fd, "  hwSyncId not set to C2 \n");
-        dprintf(fd, "%s", kApkOwner);
-        return;
-    }
-    dprintf(fd, "  [Checked] C2 has been set hwSyncId\n");
-
-    if (tunnel && d.tpcPipelineConnected == 0) {
-        dprintf(fd, "  C2 not connect TPC pipeline \n");
-        dprintf(fd, "%s", kTpcOwner);
-        return;
-    }
-    dprintf(fd, "  [Checked] C2 has connected to TPC pipeline\n");
-
-    if (tunnel && d.firstFrameNotifiedToTpc == 0) {
-        dprintf(fd, "  C2 not notify first pts to TPC \n");
-        dprintf(fd, "%s", kC2LowerOwner);
-        return;
-    }
-    dprintf(fd, "  [Checked] C2 has received first pts and notify to TPC\n");
-
-    if (tunnel && d.connectedDispLinkId == 0) {
-        dprintf(fd, "  displink not connected to c2 \n");
-        if (d.c2BwmPending != 0) {
-            dprintf(fd, "  check destroy displink id list by:\n");
-            dprintf(fd,
-                    "  lshal debug -E "
-                    "vendor.larkspan.hardware.dispservice@1.0::IDispService/default "
-                    "--debug mediator\n");
-            dprintf(fd, "%s", kC2Owner);
-        } else {
-            dprintf(fd, "%s", kDisplinkOwner);
-        }
-        return;
-    }
-    dprintf(fd, "  [Checked] C2 has connected to displink (displinkId:%d)\n",
-            d.connectedDispLinkId);
-
-    if (tunnel && d.preloadDone == 0) {
-        dprintf(fd, "  Displink not preload done \n");
-        dprintf(fd, "%s", kDisplinkLowerOwner);
-        return;
-    }
-    dprintf(fd, "  [Checked] C2 has received displink preload done\n");
-
-    if (tunnel && d.pauseState != 0) {
-        dprintf(fd, "  C2 pause state %d, not in play state \n", d.pauseState);
-        dprintf(fd, "%s", kTpcOwner);
-        return;
-    }
-    dprintf(fd, "  [Checked] TPC has set play to C2\n");
-
-    if (tunnel && d.isDtv != 0 && d.dtvInitialDropBegin != 0 && d.dtvInitialDropFinish == 0) {
-        dprintf(fd, "  C2 DTV initial drop not finished \n");
-        dprintf(fd, "%s", kC2LowerOwner);
-        return;
-    }
-    dprintf(fd, "  [Checked] C2 is not in DTV initial drop state\n");
-
-    if (tunnel && d.autoDrop != 0) {
-        dprintf(fd, "  C2 in autoDrop mode \n");
-        dprintf(fd, "%s", kC2LowerOwner);
-        return;
-    }
-    dprintf(fd, "  [Checked] C2 is not in auto drop state\n");
-
-    if (d.executeCount > d.finishCount || d.finishCount == 0) {
-        dprintf(fd, "  pause by c2bwm: exe:%d finish:%d\n", static_cast<int>(d.executeCount),
-                static_cast<int>(d.finishCount));
-        dprintf(fd, "%s", kC2BwmOwner);
-        return;
-    }
-    dprintf(fd, "  [Checked] C2 is not paused by C2Bwm\n");
-
-    if (isVideoSource(d.inputSource) && static_cast<uint32_t>(d.get) <= 9) {
-        dprintf(fd, "  insufficient output data :%d \n", d.get);
-        dprintf(fd, "%s", kC2Owner);
-        return;
-    }
-    dprintf(fd, "  [Checked] C2 has sufficient output frame data\n");
-    dprintf(fd,
-            "  No abnormal case found. By default, dispatch to **displink owner** to confirm \n");
+std::string formatted(const char* format, ...) __attribute__((format(printf, 1, 2)));
+std::string formatted(const char* format, ...) {
+    char text[512];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof(text), format, args);
+    va_end(args);
+    return text;
 }
+
+// The checks of one stream, in order; the first that fails names the owner.
+class StreamAnalysis {
+public:
+    StreamAnalysis(int fd, const OwnerRecord& input)
+        : mFd(fd), mInput(input), d(*input.record), mTunnel(d.sideBand != 0) {}
+
+    OwnerVerdict run() {
+        dprintf(mFd, "  strId(%d) - component(%s) inputSource:%d %s mode\n",
+                static_cast<int>(mInput.streamId), d.component.c_str(), d.inputSource,
+                mTunnel ? "tunnel" : "non-tunnel");
+        runChecks();
+        OwnerVerdict verdict{mInput.streamId, d.component, d.inputSource, mTunnel, mFinding, "",
+                             mComplete};
+        for (const char* owner : mOwners) {
+            verdict.owner += (verdict.owner.empty() ? "" : " or ") + std::string(owner);
+        }
+        if (!mComplete) dprintf(mFd, "  [Incomplete] one of: %s\n", verdict.owner.c_str());
+        return verdict;
+    }
+
+private:
+    void runChecks() {
+        if (d.releasing != 0 && d.released == 0) {
+            return dispatch(formatted("  C2 releasing and stuck in state:%d \n", d.releaseProgress),
+                            kC2Owner);
+        }
+        passed("  [Checked] C2 is not in releasing state\n");
+
+        if (isVideoSource(d.inputSource) && d.input <= 9) {
+            if (d.pendingES > 4) {
+                return dispatch(
+                        formatted("  pending es larger than pendingThreshold:%d \n", d.pendingES),
+                        kC2Owner);
+            }
+            return dispatch("  NO input data \n", kApkOwner);
+        }
+        passed("  [Checked] C2 input es is not empty\n");
+
+        if (mTunnel && d.hwSyncId == 0) return dispatch("  hwSyncId not set to C2 \n", kApkOwner);
+        passed("  [Checked] C2 has been set hwSyncId\n");
+
+        if (mTunnel && d.tpcPipelineConnected == 0) {
+            return dispatch("  C2 not connect TPC pipeline \n", kTpcOwner);
+        }
+        passed("  [Checked] C2 has connected to TPC pipeline\n");
+
+        if (mTunnel && d.firstFrameNotifiedToTpc == 0) {
+            return dispatch("  C2 not notify first pts to TPC \n", kC2LowerOwner);
+        }
+        passed("  [Checked] C2 has received first pts and notify to TPC\n");
+
+        if (mTunnel && d.connectedDispLinkId == 0) return displinkNotConnected();
+        dprintf(mFd, "  [Checked] C2 has connected to displink (displinkId:%d)\n",
+                d.connectedDispLinkId);
+
+        if (mTunnel && d.preloadDone == 0) {
+            return dispatch("  Displink not preload done \n", kDisplinkLowerOwner);
+        }
+        passed("  [Checked] C2 has received displink preload done\n");
+
+        if (mTunnel && d.pauseState != 0) {
+            return dispatch(formatted("  C2 pause state %d, not in play state \n", d.pauseState),
+                            kTpcOwner);
+        }
+        passed("  [Checked] TPC has set play to C2\n");
+
+        if (mTunnel && d.isDtv != 0 && d.dtvInitialDropBegin != 0 && d.dtvInitialDropFinish == 0) {
+            return dispatch("  C2 DTV initial drop not finished \n", kC2LowerOwner);
+        }
+        passed("  [Checked] C2 is not in DTV initial drop state\n");
+
+        if (mTunnel && d.autoDrop != 0) return dispatch("  C2 in autoDrop mode \n", kC2LowerOwner);
+        passed("  [Checked] C2 is not in auto drop state\n");
+
+        if (!mInput.holdsC2BwmCounts) {
+            undecided("paused by c2bwm? executeCount and finishCount are not in the dump",
+                      kC2BwmOwner);
+        } else if (d.executeCount > d.finishCount || d.finishCount == 0) {
+            return dispatch(formatted("  pause by c2bwm: exe:%d finish:%d\n",
+                                      static_cast<int>(d.executeCount),
+                                      static_cast<int>(d.finishCount)),
+                            kC2BwmOwner);
+        } else {
+            passed("  [Checked] C2 is not paused by C2Bwm\n");
+        }
+
+        if (isVideoSource(d.inputSource) && static_cast<uint32_t>(d.get) <= 9) {
+            return dispatch(formatted("  insufficient output data :%d \n", d.get), kC2Owner);
+        }
+        passed("  [Checked] C2 has sufficient output frame data\n");
+        mFinding = "No abnormal case found.";
+        owner(kDisplinkToConfirm);
+    }
+
+    // A C2BWM that still holds buffers is the decoder's to look at first.
+    void displinkNotConnected() {
+        const char* finding = "  displink not connected to c2 \n";
+        if (!mInput.holdsC2BwmCounts) {
+            dprintf(mFd, "%s", finding);
+            undecided("C2BWM pending count is not in the dump", kC2Owner);
+            mFinding = trimmed(finding);
+            return owner(kDisplinkOwner);
+        }
+        if (d.c2BwmPending == 0) return dispatch(finding, kDisplinkOwner);
+        dprintf(mFd, "%s", finding);
+        dprintf(mFd, "  check destroy displink id list by:\n");
+        dispatch("  lshal debug -E vendor.larkspan.hardware.dispservice@1.0::IDispService/default "
+                 "--debug mediator\n",
+                 kC2Owner);
+        mFinding = trimmed(finding);
+    }
+
+    void passed(const char* line) { dprintf(mFd, "%s", line); }
+
+    void dispatch(const std::string& finding, const Owner& named) {
+        dprintf(mFd, "%s", finding.c_str());
+        mFinding = trimmed(finding);
+        owner(named);
+    }
+
+    void owner(const Owner& named) {
+        dprintf(mFd, "%s", named.line);
+        mOwners.push_back(named.name);
+    }
+
+    // A check whose input the dump does not hold: its owner stays possible.
+    void undecided(const char* what, const Owner& possible) {
+        const _DiffInfo* change = mInput.lastChange;
+        if (change == nullptr) {
+            dprintf(mFd, "  [Undecidable from the dump] %s, nor their change\n", what);
+        } else {
+            dprintf(mFd,
+                    "  [Undecidable from the dump] %s; over the last second exe:%+d finish:%+d "
+                    "pending:%+d\n",
+                    what, static_cast<int>(change->executeCount),
+                    static_cast<int>(change->finishCount), change->c2BwmPending);
+        }
+        mOwners.push_back(possible.name);
+        mComplete = false;
+    }
+
+    static std::string trimmed(const std::string& line) {
+        size_t begin = line.find_first_not_of(' ');
+        size_t end = line.find_last_not_of(" \n");
+        return begin == std::string::npos ? std::string() : line.substr(begin, end - begin + 1);
+    }
+
+    const int mFd;
+    const OwnerRecord& mInput;
+    const _DebugDescription& d;
+    const bool mTunnel;
+    std::string mFinding;
+    std::vector<const char*> mOwners;
+    bool mComplete = true;
+};
 
 }  // namespace
 
-void Codec2InfoService::dumpGetOwner_l(int fd) {
+std::vector<OwnerVerdict> writeOwnerAnalysis(int fd, uint64_t snapshotCount, uint32_t latestIndex,
+                                             const std::vector<OwnerRecord>& latest) {
     dprintf(fd,
             "%s - owner\t(GetDebugInfo cmdCnt:%llu, using mDebugDescList[%d] as latest "
             "DebugDescList)\n",
-            kDebugBanner, static_cast<unsigned long long>(mDebugInfoCount),
-            static_cast<int>(mLatestDebugDescIndex));
-    const std::map<uint32_t, _DebugDescription>& latest = mDebugDescList[mLatestDebugDescIndex];
+            kDebugBanner, static_cast<unsigned long long>(snapshotCount),
+            static_cast<int>(latestIndex));
+    std::vector<OwnerVerdict> verdicts;
     if (latest.empty()) {
         dprintf(fd, "  No any C2 component created \n");
-        dprintf(fd, "%s", kApkOwner);
+        dprintf(fd, "%s", kApkOwner.line);
         dprintf(fd, "  [Finish] No more C2 stream. Exit analysis.\n");
-        return;
+        return verdicts;
     }
-    for (const auto& [streamId, description] : latest) {
-        analyseStream(fd, streamId, description);
+    for (const OwnerRecord& record : latest) {
+        verdicts.push_back(StreamAnalysis(fd, record).run());
         dprintf(fd, "  Continue to check next stream... \n");
     }
     dprintf(fd, "  [Finish] No more C2 stream. Exit analysis.\n");
+    return verdicts;
+}
+
+void Codec2InfoService::dumpGetOwner_l(int fd) {
+    std::vector<OwnerRecord> latest;
+    for (const auto& [streamId, description] : mDebugDescList[mLatestDebugDescIndex]) {
+        latest.push_back({streamId, &description});
+    }
+    writeOwnerAnalysis(fd, mDebugInfoCount, mLatestDebugDescIndex, latest);
 }
 
 }  // namespace implementation
