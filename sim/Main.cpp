@@ -7,9 +7,12 @@
 #include <cstring>
 #include <exception>
 #include <optional>
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "Bugreport.h"
 #include "Console.h"
 #include "Output.h"
 #include "Scenario.h"
@@ -20,7 +23,8 @@ namespace {
 constexpr int kUsageError = 2;
 
 void usage() {
-    printf(R"(usage: c2info-sim [--scenario FILE] [--verbose] [--console | -- WORDS...]
+    printf(R"(usage: c2info-sim [--scenario FILE] [--verbose]
+                  [--console | -- WORDS... | --bugreport FILE.zip [--main-text-mb N]]
 
 Runs a simulated codec process: one decoder component per stream of a
 scenario, each registering its stream and callables with the c2info service,
@@ -40,6 +44,11 @@ and an application that follows the streams and prints what it hears.
                      kill-app                 the application's process dies
                      quit                     end the components and leave
   -- WORDS...      run one lshal debug request, then end
+  --bugreport FILE.zip
+                   let the components run for a moment, then write the zip
+                   that `adb bugreport` would: the service's default dump as
+                   lshal-debug/<instance>.txt, a main text of about N MB of
+                   log (--main-text-mb, default 2) and another HAL's entry
   (neither)        a show of about ten seconds, each phase announced on stderr
 
 lshal debug words: --help, --enable, --disable, --dump, --owner,
@@ -62,6 +71,8 @@ struct Options {
     bool console = false;
     bool verbose = false;
     std::optional<std::vector<std::string>> words;
+    std::optional<std::string> bugreport;
+    size_t mainTextMb = 2;
 };
 
 // Null with a message on stderr when the arguments are wrong.
@@ -75,6 +86,16 @@ std::optional<Options> parseOptions(int argc, char** argv) {
             options.console = true;
         } else if (argument == "--verbose") {
             options.verbose = true;
+        } else if (argument == "--bugreport" && i + 1 < argc) {
+            options.bugreport = argv[++i];
+        } else if (argument == "--main-text-mb" && i + 1 < argc) {
+            char* end = nullptr;
+            long megabytes = strtol(argv[++i], &end, 10);
+            if (*end != '\0' || megabytes < 0 || megabytes > 1024) {
+                sim::announce("c2info-sim: --main-text-mb takes a number from 0 to 1024");
+                return std::nullopt;
+            }
+            options.mainTextMb = static_cast<size_t>(megabytes);
         } else if (argument == "--") {
             options.words = std::vector<std::string>(argv + i + 1, argv + argc);
             break;
@@ -83,11 +104,27 @@ std::optional<Options> parseOptions(int argc, char** argv) {
             return std::nullopt;
         }
     }
-    if (options.console && options.words) {
-        sim::announce("c2info-sim: --console and -- WORDS exclude each other (see --help)");
+    if (int(options.console) + int(options.words.has_value()) + int(options.bugreport.has_value()) >
+        1) {
+        sim::announce("c2info-sim: --console, -- WORDS and --bugreport exclude each other (see "
+                      "--help)");
         return std::nullopt;
     }
     return options;
+}
+
+// The components run for a moment first, so that their counters move and
+// their first events are posted, as on a TV that has played for a while.
+int writeBugreport(sim::Simulation& simulation, const std::string& path, size_t mainTextMb) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    std::string dump = simulation.debugText({});
+    std::string error;
+    if (!sim::writeBugreport(path, dump, simulation.scenario().name, mainTextMb << 20, &error)) {
+        sim::announce("c2info-sim: %s", error.c_str());
+        return 1;
+    }
+    sim::announce("c2info-sim: wrote %s", path.c_str());
+    return 0;
 }
 
 int run(const Options& options) {
@@ -111,6 +148,7 @@ int run(const Options& options) {
         simulation.debug(*options.words);
         return 0;
     }
+    if (options.bugreport) return writeBugreport(simulation, *options.bugreport, options.mainTextMb);
     return options.console ? sim::runConsole(simulation) : sim::runShow(simulation);
 }
 

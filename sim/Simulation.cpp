@@ -1,6 +1,7 @@
 #include "Simulation.h"
 
 #include <cutils/native_handle.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <set>
@@ -60,13 +61,37 @@ void Simulation::end() {
     mApplication.reset();
 }
 
-void Simulation::debug(const std::vector<std::string>& words) {
+namespace {
+
+void debugInto(Codec2InfoService& service, int fd, const std::vector<std::string>& words) {
     native_handle_t* handle = native_handle_create(1, 0);
-    handle->data[0] = STDOUT_FILENO;
+    handle->data[0] = fd;
     hidl_vec<hidl_string> args(words.size());
     std::copy(words.begin(), words.end(), args.begin());
-    (void)mService->debug(hidl_handle(handle), args).isOk();
+    (void)service.debug(hidl_handle(handle), args).isOk();
     native_handle_delete(handle);
+}
+
+}  // namespace
+
+void Simulation::debug(const std::vector<std::string>& words) {
+    debugInto(*mService, STDOUT_FILENO, words);
+}
+
+std::string Simulation::debugText(const std::vector<std::string>& words) {
+    int fd = memfd_create("c2info-sim-debug", MFD_CLOEXEC);
+    if (fd < 0) return std::string();
+    debugInto(*mService, fd, words);
+    std::string text;
+    char buffer[16384];
+    for (off_t at = 0;;) {
+        ssize_t n = pread(fd, buffer, sizeof(buffer), at);
+        if (n <= 0) break;
+        text.append(buffer, static_cast<size_t>(n));
+        at += n;
+    }
+    close(fd);
+    return text;
 }
 
 bool Simulation::printStreams() {

@@ -29,6 +29,8 @@ public:
     const Scenario& scenario() const { return mScenario; }
     // As `lshal debug <service> WORDS`, onto standard output.
     void debug(const std::vector<std::string>& words);
+    // The same, as text.
+    std::string debugText(const std::vector<std::string>& words);
     // The stream list as a client sees it; false when the service fails.
     bool printStreams();
     bool capture(uint32_t streamId, const std::string& path);

@@ -1,0 +1,85 @@
+#include "Bugreport.h"
+
+#include <zip.h>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <random>
+
+namespace sim {
+namespace {
+
+constexpr const char* kServiceEntry =
+        "lshal-debug/vendor.larkspan.hardware.c2.info@1.0::ICodec2InfoService_default.txt";
+constexpr const char* kOtherHalEntry =
+        "lshal-debug/android.hardware.health@2.1::IHealth_default.txt";
+
+// Log lines of a busy TV: repetitive enough to compress as logcat does,
+// varied enough not to vanish.
+std::string mainText(const std::string& scenarioName, size_t bytes) {
+    static const char* const kTags[] = {"ActivityManager", "MediaCodec", "SurfaceFlinger",
+                                        "AudioFlinger", "tvinput", "WifiService"};
+    static const char* const kWords[] = {"start", "stop", "queue", "buffer", "frame", "render",
+                                         "signal", "timeout", "resume", "config"};
+    std::string text = "========================================================\n"
+                       "== dumpstate: c2info-sim, scenario \"" + scenarioName + "\"\n"
+                       "========================================================\n";
+    std::mt19937 random(7);
+    char line[160];
+    while (text.size() < bytes) {
+        unsigned n = random();
+        snprintf(line, sizeof(line), "11-23 %02u:%02u:%02u.%03u %5u %5u I %s: %s %s %u\n",
+                 n % 24, n / 24 % 60, n / 1440 % 60, n % 1000, 1000 + n % 4000,
+                 1000 + n / 7 % 4000, kTags[n % 6], kWords[n / 3 % 10], kWords[n / 11 % 10],
+                 n % 100000);
+        text += line;
+    }
+    return text;
+}
+
+bool addEntry(zip_t* archive, const char* name, std::string&& content, std::string* keep) {
+    *keep = std::move(content);
+    zip_source_t* source = zip_source_buffer(archive, keep->data(), keep->size(), 0);
+    if (source == nullptr) return false;
+    if (zip_file_add(archive, name, source, ZIP_FL_ENC_UTF_8) < 0) {
+        zip_source_free(source);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool writeBugreport(const std::string& path, const std::string& serviceDump,
+                    const std::string& scenarioName, size_t mainTextBytes, std::string* error) {
+    int code = 0;
+    zip_t* archive = zip_open(path.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &code);
+    if (archive == nullptr) {
+        zip_error_t reason;
+        zip_error_init_with_code(&reason, code);
+        *error = path + ": " + zip_error_strerror(&reason);
+        zip_error_fini(&reason);
+        return false;
+    }
+    // The sources read their buffers when the archive is closed.
+    std::string main, other, service;
+    bool added = addEntry(archive, "bugreport-c2info-sim.txt",
+                          mainText(scenarioName, mainTextBytes), &main) &&
+                 addEntry(archive, kOtherHalEntry,
+                          "Health HAL: battery 100%, charging, temperature 30.0 C\n", &other) &&
+                 addEntry(archive, kServiceEntry, std::string(serviceDump), &service);
+    if (!added) {
+        *error = path + ": " + zip_strerror(archive);
+        zip_discard(archive);
+        return false;
+    }
+    if (zip_close(archive) != 0) {
+        *error = path + ": " + zip_strerror(archive);
+        zip_discard(archive);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace sim

@@ -1,0 +1,38 @@
+// Where dumps come from: bugreport zips (only the service's entry is read),
+// text files, standard input, and directories of them.
+#pragma once
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace triage {
+
+// The entry dumpstate writes the service's default dump to.
+constexpr const char* kServiceEntry =
+        "lshal-debug/vendor.larkspan.hardware.c2.info@1.0::ICodec2InfoService_default.txt";
+// The most of one input that is read.
+constexpr size_t kReadLimit = size_t{64} << 20;
+
+// The inputs the arguments name, in order: a directory stands for every
+// .zip and .txt file below it, in sorted order; "-" for standard input.
+// A path that does not exist is kept, to be reported when it is read.
+std::vector<std::string> expandInputs(const std::vector<std::string>& arguments);
+
+struct LoadedInput {
+    std::string entry;  // the zip entry read; empty for text
+    std::string text;
+    std::vector<std::string> notes;
+};
+
+// Why an input holds no dump: "not a zip", "unreadable: ...".
+class InputError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Reads a zip's service entry or a text input, at most kReadLimit bytes.
+LoadedInput loadInput(const std::string& path);
+
+}  // namespace triage

@@ -1,0 +1,220 @@
+// c2info-triage: the owner verdict of the c2info service from the dumps in
+// TV bugreports, without the TV. See usage() and the README.
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Inputs.h"
+#include "Triage.h"
+
+namespace {
+
+constexpr int kUsageError = 2;
+
+void usage() {
+    printf(R"(usage: c2info-triage [--json | --csv] [--jobs N] INPUT...
+
+Reads the c2info service's lshal debug output from each INPUT and prints,
+per input, what `lshal debug --owner` would have printed on that TV: the
+module to look at first for each stream's stuck or unsmooth playback.
+
+INPUT is a bugreport zip (only the service's entry,
+%s, is read),
+a text file of the service's output (the default dump, --dump output or
+text pasted from a terminal), a directory (every .zip and .txt below it, in
+sorted order) or - for standard input. At most 64 MB of each is read.
+
+Each stream is judged on its newest complete snapshot; a block cut off by
+dumpstate's time limit is dropped and said so. The C2BWM counts are not in
+the dump: where a check needs them, the report says so with what the dump
+does show, and marks that stream's verdict incomplete.
+
+  --json     one JSON array, an object per stream per input
+  --csv      the same as a table with a header row
+  --jobs N   inputs read at once (default: the machine's cores)
+
+Exit status: 0 when every input held the service's dump, 1 when some did
+not (each named on standard error with the reason), 2 on a usage error.
+)",
+           triage::kServiceEntry);
+}
+
+enum class Format { kText, kJson, kCsv };
+
+struct Options {
+    Format format = Format::kText;
+    unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
+    std::vector<std::string> inputs;
+};
+
+std::optional<Options> parseOptions(int argc, char** argv) {
+    Options options;
+    for (int i = 1; i < argc; ++i) {
+        std::string argument = argv[i];
+        if (argument == "--json") {
+            options.format = Format::kJson;
+        } else if (argument == "--csv") {
+            options.format = Format::kCsv;
+        } else if (argument == "--jobs" && i + 1 < argc) {
+            char* end = nullptr;
+            long jobs = strtol(argv[++i], &end, 10);
+            if (*end != '\0' || jobs < 1 || jobs > 256) {
+                fprintf(stderr, "c2info-triage: --jobs takes a number from 1 to 256\n");
+                return std::nullopt;
+            }
+            options.jobs = static_cast<unsigned>(jobs);
+        } else if (argument.size() > 1 && argument[0] == '-' && argument != "-") {
+            fprintf(stderr, "c2info-triage: unexpected option \"%s\" (see --help)\n", argv[i]);
+            return std::nullopt;
+        } else {
+            options.inputs.push_back(argument);
+        }
+    }
+    if (options.inputs.empty()) {
+        fprintf(stderr, "c2info-triage: no input (see --help)\n");
+        return std::nullopt;
+    }
+    return options;
+}
+
+triage::Outcome triageInput(const std::string& path) {
+    try {
+        triage::LoadedInput input = triage::loadInput(path);
+        return triage::triageText(path, input.entry, input.text, input.notes);
+    } catch (const triage::InputError& error) {
+        return {path, "", error.what(), "", {}};
+    }
+}
+
+std::string csvField(const std::string& text) {
+    if (text.find_first_of(",\"\n") == std::string::npos) return text;
+    std::string quoted = "\"";
+    for (char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    return quoted + "\"";
+}
+
+// Prints outcomes in input order as they come.
+class Printer {
+public:
+    explicit Printer(Format format) : mFormat(format) {
+        if (mFormat == Format::kJson) printf("[");
+        if (mFormat == Format::kCsv) {
+            printf("source,entry,stream,component,inputSource,tunnel,finding,owner,complete,"
+                   "recordTime\n");
+        }
+    }
+    ~Printer() {
+        if (mFormat == Format::kJson) printf("%s]\n", mRows == 0 ? "" : "\n");
+    }
+
+    // False when the input held no dump.
+    bool print(const triage::Outcome& outcome) {
+        if (!outcome.error.empty()) {
+            fprintf(stderr, "c2info-triage: %s%s: %s\n", outcome.path.c_str(),
+                    outcome.entry.empty() ? "" : (": " + outcome.entry).c_str(),
+                    outcome.error.c_str());
+            return false;
+        }
+        if (mFormat == Format::kText) {
+            fputs(outcome.report.c_str(), stdout);
+            return true;
+        }
+        for (const triage::StreamResult& stream : outcome.streams) printRow(outcome, stream);
+        return true;
+    }
+
+private:
+    void printRow(const triage::Outcome& outcome, const triage::StreamResult& stream) {
+        const auto& v = stream.verdict;
+        if (mFormat == Format::kJson) {
+            nlohmann::ordered_json row = {{"source", outcome.path},      {"entry", outcome.entry},
+                                  {"stream", v.streamId},        {"component", v.component},
+                                  {"inputSource", v.inputSource}, {"tunnel", v.tunnel},
+                                  {"finding", v.finding},        {"owner", v.owner},
+                                  {"complete", v.complete},      {"recordTime", stream.recordTime}};
+            printf("%s\n  %s", mRows == 0 ? "" : ",", row.dump(-1, ' ', false,
+                                                             nlohmann::ordered_json::error_handler_t::replace)
+                                                              .c_str());
+        } else {
+            printf("%s,%s,%u,%s,%d,%s,%s,%s,%s,%s\n", csvField(outcome.path).c_str(),
+                   csvField(outcome.entry).c_str(), v.streamId, csvField(v.component).c_str(),
+                   v.inputSource, v.tunnel ? "true" : "false", csvField(v.finding).c_str(),
+                   csvField(v.owner).c_str(), v.complete ? "true" : "false",
+                   csvField(stream.recordTime).c_str());
+        }
+        ++mRows;
+    }
+
+    const Format mFormat;
+    size_t mRows = 0;
+};
+
+// A few workers read and analyse inputs ahead of the printer, never more
+// than a window of them, so that memory stays bounded however many inputs
+// a directory holds; the printer takes the outcomes in input order.
+int run(const Options& options) {
+    std::vector<std::string> inputs = triage::expandInputs(options.inputs);
+    const size_t window = 4 * options.jobs;
+    std::vector<std::optional<triage::Outcome>> outcomes(inputs.size());
+    std::mutex lock;
+    std::condition_variable changed;
+    size_t nextToRead = 0;
+    size_t nextToPrint = 0;
+
+    auto worker = [&] {
+        std::unique_lock<std::mutex> guard(lock);
+        for (;;) {
+            changed.wait(guard, [&] {
+                return nextToRead >= inputs.size() || nextToRead < nextToPrint + window;
+            });
+            if (nextToRead >= inputs.size()) return;
+            size_t index = nextToRead++;
+            guard.unlock();
+            triage::Outcome outcome = triageInput(inputs[index]);
+            guard.lock();
+            outcomes[index] = std::move(outcome);
+            changed.notify_all();
+        }
+    };
+    std::vector<std::thread> workers;
+    for (unsigned i = 0; i < std::min<size_t>(options.jobs, inputs.size()); ++i) {
+        workers.emplace_back(worker);
+    }
+
+    int status = 0;
+    {
+        Printer printer(options.format);
+        std::unique_lock<std::mutex> guard(lock);
+        for (; nextToPrint < inputs.size(); ++nextToPrint) {
+            changed.wait(guard, [&] { return outcomes[nextToPrint].has_value(); });
+            triage::Outcome outcome = std::move(*outcomes[nextToPrint]);
+            outcomes[nextToPrint].reset();
+            changed.notify_all();
+            guard.unlock();
+            if (!printer.print(outcome)) status = 1;
+            guard.lock();
+        }
+    }
+    for (std::thread& thread : workers) thread.join();
+    return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
+        usage();
+        return 0;
+    }
+    std::optional<Options> options = parseOptions(argc, argv);
+    if (!options) return kUsageError;
+    return run(*options);
+}
