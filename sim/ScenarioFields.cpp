@@ -171,4 +171,10 @@ const DebugField* findDebugField(std::string_view name) {
     return findByName(kDebugFields, name);
 }
 
+std::vector<const DebugField*> debugFields() {
+    std::vector<const DebugField*> fields;
+    for (const DebugField& field : kDebugFields) fields.push_back(&field);
+    return fields;
+}
+
 }  // namespace sim

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 namespace sim {
 
@@ -42,5 +43,7 @@ struct DebugField {
 // Null for a name that is not a member the component fills (the service
 // fills the record time and the two rates itself).
 const DebugField* findDebugField(std::string_view name);
+// Every member the component fills, in declared order.
+std::vector<const DebugField*> debugFields();
 
 }  // namespace sim

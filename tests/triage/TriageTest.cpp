@@ -1,0 +1,211 @@
+// c2info-triage: the service's snapshot blocks read back exactly, and the
+// program on bugreports made by c2info-sim and on hostile inputs.
+#include <DebugReports.h>
+#include <ScenarioFields.h>
+#include <android/log.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <zip.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <sstream>
+
+#include "DumpReader.h"
+#include "Inputs.h"
+#include "Scenario.h"
+
+namespace {
+
+using ::vendor::larkspan::hardware::c2::info::implementation::printSnapshot;
+using triage::_DebugDescription;
+
+std::string printed(uint32_t streamId, const _DebugDescription& record) {
+    int fd = memfd_create("printed", MFD_CLOEXEC);
+    printSnapshot(fd, streamId, record);
+    std::string text(static_cast<size_t>(lseek(fd, 0, SEEK_END)), '\0');
+    EXPECT_EQ(pread(fd, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+    close(fd);
+    return text;
+}
+
+// Any value of any field, text with the printer's own brackets included.
+_DebugDescription randomRecord(std::mt19937_64& random) {
+    _DebugDescription d{};
+    for (const sim::DebugField* field : sim::debugFields()) {
+        std::visit(
+                [&](auto member) {
+                    using T = std::remove_reference_t<decltype(d.*member)>;
+                    if constexpr (std::is_same_v<T, std::string>) {
+                        const std::string alphabet = "abc.XYZ_019 ()[]x@,-";
+                        for (size_t n = random() % 24; n > 0; --n) {
+                            (d.*member).push_back(alphabet[random() % alphabet.size()]);
+                        }
+                    } else {
+                        d.*member = static_cast<T>(random());
+                    }
+                },
+                field->member);
+    }
+    d.frameInterval = static_cast<uint32_t>(random() % 10000000);  // as from a frame rate
+    d.inputFps = static_cast<double>(random() % 2000000) / 7;
+    d.decodeFps = -static_cast<double>(random() % 2000) / 3;
+    d.recordTime = {static_cast<time_t>(random() % 2000000000), static_cast<long>(random() % 1000) * 1000000};
+    return d;
+}
+
+// Printing a record, reading the text back and printing that gives the
+// same bytes: for every record a shipped scenario makes, and for random ones.
+TEST(DumpReaderTest, ReadsBackEveryRecordAsThePrinterWroteIt) {
+    setenv("TZ", "UTC", 1);
+    tzset();
+    __android_log_set_minimum_priority(ANDROID_LOG_WARN);  // the printer logs its time lines
+    std::vector<_DebugDescription> records;
+    for (const auto& file : std::filesystem::directory_iterator(C2INFO_SCENARIOS)) {
+        for (const sim::StreamScenario& stream : sim::readScenarioFile(file.path()).streams) {
+            records.push_back(stream.debug);
+            records.insert(records.end(), stream.snapshots.begin(), stream.snapshots.end());
+        }
+    }
+    std::mt19937_64 random(20261123);
+    for (int i = 0; i < 300; ++i) records.push_back(randomRecord(random));
+
+    for (size_t i = 0; i < records.size(); ++i) {
+        auto streamId = static_cast<uint32_t>(i * 2654435761u);
+        std::string text = printed(streamId, records[i]);
+        triage::Dump dump = triage::readDump(text);
+        ASSERT_EQ(dump.snapshots.size(), 1u) << text;
+        EXPECT_EQ(printed(dump.snapshots[0].streamId, dump.snapshots[0].record), text);
+    }
+}
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+class TriageProgramTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        mDirectory = std::filesystem::temp_directory_path() /
+                     ("c2info-triage-" + std::to_string(getpid()));
+        std::filesystem::create_directories(mDirectory);
+    }
+    void TearDown() override { std::filesystem::remove_all(mDirectory); }
+
+    std::string path(const std::string& name) const { return (mDirectory / name).string(); }
+
+    static Outcome run(const std::string& command) {
+        std::string out = "/tmp/c2info-triage-out-" + std::to_string(getpid());
+        std::string err = out + "-err";
+        int status = system((command + " > " + out + " 2> " + err).c_str());
+        Outcome result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
+        std::remove(out.c_str());
+        std::remove(err.c_str());
+        return result;
+    }
+    static std::string slurp(const std::string& file) {
+        std::ifstream in(file, std::ios::binary);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+
+    std::filesystem::path mDirectory;
+};
+
+// The default scenario's four streams: what --owner says on the running
+// simulator, and where the dump cannot tell C2BWM apart.
+TEST_F(TriageProgramTest, ABugreportOfTheSimulatorGetsItsOwners) {
+    std::string zip = path("bugreport.zip");
+    ASSERT_EQ(run(std::string(C2INFO_SIM) + " --bugreport " + zip + " --main-text-mb 1").status, 0);
+
+    Outcome text = run(std::string(C2INFO_TRIAGE) + " " + zip);
+    EXPECT_EQ(text.status, 0) << text.err;
+    EXPECT_EQ(text.out.rfind("== " + zip + ": " + triage::kServiceEntry + "\n", 0), 0u) << text.out;
+    EXPECT_NE(text.out.find("  [Undecidable from the dump] paused by c2bwm? executeCount and "
+                            "finishCount are not in the dump; over the last second exe:+25 "
+                            "finish:+0 pending:+0\n"),
+              std::string::npos)
+            << text.out;
+
+    Outcome json = run(std::string(C2INFO_TRIAGE) + " --json " + zip);
+    EXPECT_EQ(json.status, 0) << json.err;
+    std::vector<std::pair<std::string, bool>> owners;
+    for (const auto& row : nlohmann::json::parse(json.out)) {
+        EXPECT_EQ(row["source"], zip);
+        owners.emplace_back(row["owner"], row["complete"]);
+    }
+    EXPECT_EQ(owners, (std::vector<std::pair<std::string, bool>>{
+                              {"C2BWM Owner or displink owner", false},
+                              {"APK owner", true},
+                              {"C2 Owner or Displink Owner", false},
+                              {"C2BWM Owner or displink owner", false}}));
+}
+
+void writeZip(const std::string& file, const char* entry, const std::string& content) {
+    int error = 0;
+    zip_t* archive = zip_open(file.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error);
+    ASSERT_NE(archive, nullptr);
+    zip_source_t* source = zip_source_buffer(archive, content.data(), content.size(), 0);
+    ASSERT_GE(zip_file_add(archive, entry, source, 0), 0);
+    ASSERT_EQ(zip_close(archive), 0);
+}
+
+// Each is named on standard error with its reason, the others are still
+// reported, and nothing crashes, hangs or reads without bound.
+TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
+    std::string good = path("good.txt");
+    std::ofstream(good) << "===== Total Cnt of GetDebugInfo: 1, Latest DebugDescList index: 1 ===\n";
+    std::string snapshot = printed(7, _DebugDescription{});
+    std::string outOfRange = snapshot;
+    outOfRange.replace(outOfRange.find("( 0/ 0/"), 7, "(300/ 0/");
+    const struct {
+        const char* name;
+        std::string content;
+        const char* reason;
+    } kCases[] = {
+            {"empty.txt", "", "empty"},
+            {"junk.txt", std::string("\x7f\x45\x4c\x46\x00\x01\xff\n", 8), "no report of the service in it"},
+            {"endless.txt", std::string(5 << 20, 'x'), "no report of the service in it"},
+            {"range.txt", outOfRange, "line 14: pendingES(300) out of range"},
+            {"changed.txt", std::string(snapshot).replace(snapshot.find("header("), 7, "heater("),
+             "line 5: not understood"},
+            {"fake.zip", "PK not really", "not a zip"},
+    };
+    std::string inputs = good;
+    for (const auto& c : kCases) {
+        std::ofstream(path(c.name), std::ios::binary) << c.content;
+        inputs += " " + path(c.name);
+    }
+    writeZip(path("other.zip"), "bugreport.txt", "no lshal here\n");
+    writeZip(path("huge.zip"), triage::kServiceEntry, std::string(size_t{80} << 20, '\n'));
+    inputs += " " + path("other.zip") + " " + path("huge.zip") + " " + path("missing.txt");
+
+    Outcome result = TriageProgramTest::run(std::string(C2INFO_TRIAGE) + " " + inputs);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.out.find("== " + good + "\n"), std::string::npos) << result.out;
+    for (const auto& c : kCases) {
+        EXPECT_NE(result.err.find("c2info-triage: " + path(c.name) + ": " + c.reason + "\n"),
+                  std::string::npos)
+                << c.name << "\n"
+                << result.err;
+    }
+    for (const std::string& line :
+         {path("other.zip") + ": no entry for the service (" + triage::kServiceEntry + ")",
+          path("huge.zip") + ": " + triage::kServiceEntry + ": no report of the service in it",
+          path("missing.txt") + ": unreadable: No such file or directory"}) {
+        EXPECT_NE(result.err.find("c2info-triage: " + line + "\n"), std::string::npos)
+                << line << "\n"
+                << result.err;
+    }
+    EXPECT_EQ(TriageProgramTest::run(std::string(C2INFO_TRIAGE) + " --xml " + good).status, 2);
+}
+
+}  // namespace
