@@ -3,17 +3,15 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Inputs.h"
-#include "Triage.h"
+#include "Pool.h"
 
 namespace {
 
@@ -85,15 +83,6 @@ std::optional<Options> parseOptions(int argc, char** argv) {
     return options;
 }
 
-triage::Outcome triageInput(const std::string& path) {
-    try {
-        triage::LoadedInput input = triage::loadInput(path);
-        return triage::triageText(path, input.entry, input.text, input.notes);
-    } catch (const triage::InputError& error) {
-        return {path, "", error.what(), "", {}};
-    }
-}
-
 std::string csvField(const std::string& text) {
     if (text.find_first_of(",\"\n") == std::string::npos) return text;
     std::string quoted = "\"";
@@ -157,53 +146,13 @@ private:
     size_t mRows = 0;
 };
 
-// A few workers read and analyse inputs ahead of the printer, never more
-// than a window of them, so that memory stays bounded however many inputs
-// a directory holds; the printer takes the outcomes in input order.
 int run(const Options& options) {
-    std::vector<std::string> inputs = triage::expandInputs(options.inputs);
-    const size_t window = 4 * options.jobs;
-    std::vector<std::optional<triage::Outcome>> outcomes(inputs.size());
-    std::mutex lock;
-    std::condition_variable changed;
-    size_t nextToRead = 0;
-    size_t nextToPrint = 0;
-
-    auto worker = [&] {
-        std::unique_lock<std::mutex> guard(lock);
-        for (;;) {
-            changed.wait(guard, [&] {
-                return nextToRead >= inputs.size() || nextToRead < nextToPrint + window;
-            });
-            if (nextToRead >= inputs.size()) return;
-            size_t index = nextToRead++;
-            guard.unlock();
-            triage::Outcome outcome = triageInput(inputs[index]);
-            guard.lock();
-            outcomes[index] = std::move(outcome);
-            changed.notify_all();
-        }
-    };
-    std::vector<std::thread> workers;
-    for (unsigned i = 0; i < std::min<size_t>(options.jobs, inputs.size()); ++i) {
-        workers.emplace_back(worker);
-    }
-
     int status = 0;
-    {
-        Printer printer(options.format);
-        std::unique_lock<std::mutex> guard(lock);
-        for (; nextToPrint < inputs.size(); ++nextToPrint) {
-            changed.wait(guard, [&] { return outcomes[nextToPrint].has_value(); });
-            triage::Outcome outcome = std::move(*outcomes[nextToPrint]);
-            outcomes[nextToPrint].reset();
-            changed.notify_all();
-            guard.unlock();
-            if (!printer.print(outcome)) status = 1;
-            guard.lock();
-        }
-    }
-    for (std::thread& thread : workers) thread.join();
+    Printer printer(options.format);
+    triage::triageInputs(triage::expandInputs(options.inputs), options.jobs,
+                         [&](triage::Outcome&& outcome) {
+                             if (!printer.print(outcome)) status = 1;
+                         });
     return status;
 }
 
