@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs one fuzz target for longer than the test run does:
 #   scripts/fuzz.sh NAME SECONDS     (NAME: debug_words, update_stream,
-#                                     event_names or frame_converter)
+#                                     event_names, frame_converter or
+#                                     dump_reader)
 # The corpus it grows is kept in build/fuzz/corpus/NAME; the committed seeds
 # under fuzz/corpus/ are only read.
 set -euo pipefail
@@ -18,5 +19,7 @@ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_CO
     > /dev/null
 cmake --build build/fuzz --target "$name"
 mkdir -p "build/fuzz/corpus/$name"
-exec "build/fuzz/fuzz/$name" -max_total_time="$2" -max_len=512 -print_final_stats=1 \
+max_len=512
+[ "$name" = fuzz_dump_reader ] && max_len=8192  # a report's blocks run to a few kilobytes
+exec "build/fuzz/fuzz/$name" -max_total_time="$2" -max_len="$max_len" -print_final_stats=1 \
     "build/fuzz/corpus/$name" "fuzz/corpus/$name"
