@@ -19,20 +19,22 @@ constexpr const char* kOtherHalEntry =
 // varied enough not to vanish.
 std::string mainText(const std::string& scenarioName, size_t bytes) {
     static const char* const kTags[] = {"ActivityManager", "MediaCodec", "SurfaceFlinger",
-                                        "AudioFlinger", "tvinput", "WifiService"};
-    static const char* const kWords[] = {"start", "stop", "queue", "buffer", "frame", "render",
-                                         "signal", "timeout", "resume", "config"};
-    std::string text = "========================================================\n"
-                       "== dumpstate: c2info-sim, scenario \"" + scenarioName + "\"\n"
-                       "========================================================\n";
+                                        "AudioFlinger",    "tvinput",    "WifiService"};
+    static const char* const kWords[] = {"start",  "stop",   "queue",   "buffer", "frame",
+                                         "render", "signal", "timeout", "resume", "config"};
+    std::string text =
+            "========================================================\n"
+            "== dumpstate: c2info-sim, scenario \"" +
+            scenarioName +
+            "\"\n"
+            "========================================================\n";
     std::mt19937 random(7);
     char line[160];
     while (text.size() < bytes) {
         unsigned n = random();
-        snprintf(line, sizeof(line), "11-23 %02u:%02u:%02u.%03u %5u %5u I %s: %s %s %u\n",
-                 n % 24, n / 24 % 60, n / 1440 % 60, n % 1000, 1000 + n % 4000,
-                 1000 + n / 7 % 4000, kTags[n % 6], kWords[n / 3 % 10], kWords[n / 11 % 10],
-                 n % 100000);
+        snprintf(line, sizeof(line), "11-23 %02u:%02u:%02u.%03u %5u %5u I %s: %s %s %u\n", n % 24,
+                 n / 24 % 60, n / 1440 % 60, n % 1000, 1000 + n % 4000, 1000 + n / 7 % 4000,
+                 kTags[n % 6], kWords[n / 3 % 10], kWords[n / 11 % 10], n % 100000);
         text += line;
     }
     return text;

@@ -3,11 +3,11 @@
 #include <android/log.h>
 #include <cutils/properties.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <optional>
-#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
@@ -106,8 +106,9 @@ std::optional<Options> parseOptions(int argc, char** argv) {
     }
     if (int(options.console) + int(options.words.has_value()) + int(options.bugreport.has_value()) >
         1) {
-        sim::announce("c2info-sim: --console, -- WORDS and --bugreport exclude each other (see "
-                      "--help)");
+        sim::announce(
+                "c2info-sim: --console, -- WORDS and --bugreport exclude each other (see "
+                "--help)");
         return std::nullopt;
     }
     return options;
@@ -148,7 +149,8 @@ int run(const Options& options) {
         simulation.debug(*options.words);
         return 0;
     }
-    if (options.bugreport) return writeBugreport(simulation, *options.bugreport, options.mainTextMb);
+    if (options.bugreport)
+        return writeBugreport(simulation, *options.bugreport, options.mainTextMb);
     return options.console ? sim::runConsole(simulation) : sim::runShow(simulation);
 }
 

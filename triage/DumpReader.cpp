@@ -264,8 +264,8 @@ private:
         mLine = mText.substr(mNext, end - mNext);
         mNext = end + 1;
         ++mLineNumber;
-        while (!mLine.empty() && (mLine.back() == '\r' || mLine.back() == ' ' ||
-                                  mLine.back() == '\t')) {
+        while (!mLine.empty() &&
+               (mLine.back() == '\r' || mLine.back() == ' ' || mLine.back() == '\t')) {
             mLine.remove_suffix(1);
         }
         return true;
@@ -419,9 +419,8 @@ private:
     }
 
     void drop(const char* kind, uint32_t streamId, int line) {
-        mDump.dropped.push_back("line " + std::to_string(line) + ": " + kind +
-                                " block of strId(" + std::to_string(streamId) +
-                                ") cut off, dropped");
+        mDump.dropped.push_back("line " + std::to_string(line) + ": " + kind + " block of strId(" +
+                                std::to_string(streamId) + ") cut off, dropped");
     }
 
     [[noreturn]] void fail(const std::string& what) {

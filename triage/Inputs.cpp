@@ -15,7 +15,8 @@ namespace {
 namespace fs = std::filesystem;
 
 bool endsWith(const std::string& text, const std::string& end) {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
 std::string limitNote(unsigned long long size) {
@@ -71,7 +72,8 @@ LoadedInput readZip(const std::string& path) {
         throw InputError(what);
     }
     zip_int64_t index = findServiceEntry(archive.get());
-    if (index < 0) throw InputError(std::string("no entry for the service (") + kServiceEntry + ")");
+    if (index < 0)
+        throw InputError(std::string("no entry for the service (") + kServiceEntry + ")");
     LoadedInput input;
     input.entry = zip_get_name(archive.get(), static_cast<zip_uint64_t>(index), 0);
     std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> entry(
@@ -89,7 +91,8 @@ LoadedInput readZip(const std::string& path) {
     while (input.text.size() < kReadLimit) {
         zip_int64_t n = zip_fread(entry.get(), buffer,
                                   std::min(sizeof(buffer), kReadLimit - input.text.size()));
-        if (n < 0) throw InputError(std::string("unreadable entry: ") + zip_file_strerror(entry.get()));
+        if (n < 0)
+            throw InputError(std::string("unreadable entry: ") + zip_file_strerror(entry.get()));
         if (n == 0) break;
         input.text.append(buffer, static_cast<size_t>(n));
     }

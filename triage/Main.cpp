@@ -1,10 +1,9 @@
 // c2info-triage: the owner verdict of the c2info service from the dumps in
 // TV bugreports, without the TV. See usage() and the README.
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <thread>
@@ -124,14 +123,15 @@ private:
     void printRow(const triage::Outcome& outcome, const triage::StreamResult& stream) {
         const auto& v = stream.verdict;
         if (mFormat == Format::kJson) {
-            nlohmann::ordered_json row = {{"source", outcome.path},      {"entry", outcome.entry},
-                                  {"stream", v.streamId},        {"component", v.component},
-                                  {"inputSource", v.inputSource}, {"tunnel", v.tunnel},
-                                  {"finding", v.finding},        {"owner", v.owner},
-                                  {"complete", v.complete},      {"recordTime", stream.recordTime}};
-            printf("%s\n  %s", mRows == 0 ? "" : ",", row.dump(-1, ' ', false,
-                                                             nlohmann::ordered_json::error_handler_t::replace)
-                                                              .c_str());
+            nlohmann::ordered_json row = {
+                    {"source", outcome.path},       {"entry", outcome.entry},
+                    {"stream", v.streamId},         {"component", v.component},
+                    {"inputSource", v.inputSource}, {"tunnel", v.tunnel},
+                    {"finding", v.finding},         {"owner", v.owner},
+                    {"complete", v.complete},       {"recordTime", stream.recordTime}};
+            printf("%s\n  %s", mRows == 0 ? "" : ",",
+                   row.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+                           .c_str());
         } else {
             printf("%s,%s,%u,%s,%d,%s,%s,%s,%s,%s\n", csvField(outcome.path).c_str(),
                    csvField(outcome.entry).c_str(), v.streamId, csvField(v.component).c_str(),

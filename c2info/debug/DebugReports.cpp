@@ -1,6 +1,8 @@
 // The dump report: both snapshot generations, then how each stream changed
 // between them and a verdict on stuck or jerky playback. Engineers' scripts
 // read this text, so every line stays as it is.
+#include "DebugReports.h"
+
 #include <Codec2InfoService.h>
 #include <stdio.h>
 
@@ -8,7 +10,6 @@
 #include <type_traits>
 
 #include "DebugOutput.h"
-#include "DebugReports.h"
 #include "DiffInfo.h"
 
 namespace vendor {

@@ -62,8 +62,8 @@ public:
                 static_cast<int>(mInput.streamId), d.component.c_str(), d.inputSource,
                 mTunnel ? "tunnel" : "non-tunnel");
         runChecks();
-        OwnerVerdict verdict{mInput.streamId, d.component, d.inputSource, mTunnel, mFinding, "",
-                             mComplete};
+        OwnerVerdict verdict{mInput.streamId, d.component, d.inputSource, mTunnel,
+                             mFinding,        "",          mComplete};
         for (const char* owner : mOwners) {
             verdict.owner += (verdict.owner.empty() ? "" : " or ") + std::string(owner);
         }
@@ -129,10 +129,10 @@ private:
             undecided("paused by c2bwm? executeCount and finishCount are not in the dump",
                       kC2BwmOwner);
         } else if (d.executeCount > d.finishCount || d.finishCount == 0) {
-            return dispatch(formatted("  pause by c2bwm: exe:%d finish:%d\n",
-                                      static_cast<int>(d.executeCount),
-                                      static_cast<int>(d.finishCount)),
-                            kC2BwmOwner);
+            return dispatch(
+                    formatted("  pause by c2bwm: exe:%d finish:%d\n",
+                              static_cast<int>(d.executeCount), static_cast<int>(d.finishCount)),
+                    kC2BwmOwner);
         } else {
             passed("  [Checked] C2 is not paused by C2Bwm\n");
         }
@@ -157,9 +157,10 @@ private:
         if (d.c2BwmPending == 0) return dispatch(finding, kDisplinkOwner);
         dprintf(mFd, "%s", finding);
         dprintf(mFd, "  check destroy displink id list by:\n");
-        dispatch("  lshal debug -E vendor.larkspan.hardware.dispservice@1.0::IDispService/default "
-                 "--debug mediator\n",
-                 kC2Owner);
+        dispatch(
+                "  lshal debug -E vendor.larkspan.hardware.dispservice@1.0::IDispService/default "
+                "--debug mediator\n",
+                kC2Owner);
         mFinding = trimmed(finding);
     }
 

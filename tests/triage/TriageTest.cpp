@@ -22,8 +22,8 @@
 
 namespace {
 
-using ::vendor::larkspan::hardware::c2::info::implementation::printSnapshot;
 using triage::_DebugDescription;
+using ::vendor::larkspan::hardware::c2::info::implementation::printSnapshot;
 
 std::string printed(uint32_t streamId, const _DebugDescription& record) {
     int fd = memfd_create("printed", MFD_CLOEXEC);
@@ -55,7 +55,8 @@ _DebugDescription randomRecord(std::mt19937_64& random) {
     d.frameInterval = static_cast<uint32_t>(random() % 10000000);  // as from a frame rate
     d.inputFps = static_cast<double>(random() % 2000000) / 7;
     d.decodeFps = -static_cast<double>(random() % 2000) / 3;
-    d.recordTime = {static_cast<time_t>(random() % 2000000000), static_cast<long>(random() % 1000) * 1000000};
+    d.recordTime = {static_cast<time_t>(random() % 2000000000),
+                    static_cast<long>(random() % 1000) * 1000000};
     return d;
 }
 
@@ -82,6 +83,21 @@ TEST(DumpReaderTest, ReadsBackEveryRecordAsThePrinterWroteIt) {
         ASSERT_EQ(dump.snapshots.size(), 1u) << text;
         EXPECT_EQ(printed(dump.snapshots[0].streamId, dump.snapshots[0].record), text);
     }
+}
+
+// dumpstate gave up in the middle of the second pass: the first pass's
+// record is the one analysed, and the cut block is said to be dropped.
+TEST(DumpReaderTest, ABlockCutOffIsDroppedAndTheOlderRecordKept) {
+    _DebugDescription older{}, newer{};
+    older.input = 11;
+    newer.input = 99;
+    std::string second = printed(5, newer);
+    std::string text = printed(5, older) + second.substr(0, second.size() / 2);
+    triage::Dump dump = triage::readDump(text);
+    ASSERT_EQ(dump.snapshots.size(), 1u);
+    EXPECT_EQ(dump.snapshots[0].record.input, 11);
+    EXPECT_EQ(dump.dropped,
+              std::vector<std::string>{"line 26: snapshot block of strId(5) cut off, dropped"});
 }
 
 struct Outcome {
@@ -162,7 +178,8 @@ void writeZip(const std::string& file, const char* entry, const std::string& con
 // reported, and nothing crashes, hangs or reads without bound.
 TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
     std::string good = path("good.txt");
-    std::ofstream(good) << "===== Total Cnt of GetDebugInfo: 1, Latest DebugDescList index: 1 ===\n";
+    std::ofstream(good)
+            << "===== Total Cnt of GetDebugInfo: 1, Latest DebugDescList index: 1 ===\n";
     std::string snapshot = printed(7, _DebugDescription{});
     std::string outOfRange = snapshot;
     outOfRange.replace(outOfRange.find("( 0/ 0/"), 7, "(300/ 0/");
@@ -172,7 +189,8 @@ TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
         const char* reason;
     } kCases[] = {
             {"empty.txt", "", "empty"},
-            {"junk.txt", std::string("\x7f\x45\x4c\x46\x00\x01\xff\n", 8), "no report of the service in it"},
+            {"junk.txt", std::string("\x7f\x45\x4c\x46\x00\x01\xff\n", 8),
+             "no report of the service in it"},
             {"endless.txt", std::string(5 << 20, 'x'), "no report of the service in it"},
             {"range.txt", outOfRange, "line 14: pendingES(300) out of range"},
             {"changed.txt", std::string(snapshot).replace(snapshot.find("header("), 7, "heater("),
