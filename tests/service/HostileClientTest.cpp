@@ -37,7 +37,8 @@ protected:
 };
 
 // Before, the report was written with the main lock held: the component
-// below waited for as long as nobody read.
+// below waited for as long as nobody read; and every request took the
+// debug-command lock, so help waited too.
 TEST_F(HostileClientTest, AReaderWhoNeverReadsHoldsUpNothingButItsOwnRequest) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
@@ -48,14 +49,15 @@ TEST_F(HostileClientTest, AReaderWhoNeverReadsHoldsUpNothingButItsOwnRequest) {
     fcntl(ends[1], F_SETFL, 0);
 
     LogCapture log;
-    std::future<void> request = debugInto(ends[1], {"--enable"});
+    std::future<void> request = debugInto(ends[1], {});
     ASSERT_EQ(request.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
     EXPECT_EQ(Codec2InfoInternal::addStreamInfo(makeStream(1)), InfoReturn::SUCCESS);
+    EXPECT_EQ(linesOf(runDebug(*mService, {"--help"})).at(1), "Usage: ");
+    EXPECT_EQ(request.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     request.get();
     EXPECT_EQ(log.count(ANDROID_LOG_ERROR,
                         "[debug] debug output abandoned: the reader is gone or stalled"),
               1u);
-    runDebug(*mService, {"--disable"});
     close(ends[0]);
     close(ends[1]);
 }
