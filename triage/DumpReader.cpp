@@ -2,13 +2,14 @@
 
 #include <ScenarioFields.h>
 
-#include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
 #include <limits>
 #include <optional>
 #include <type_traits>
+#include <unordered_map>
 
 namespace triage {
 namespace {
@@ -125,52 +126,142 @@ const std::vector<const char*> kDiffAfter = {
         kEquals,
 };
 
-struct Value {
-    std::string_view name;
+// What a placeholder fills, decided when its template is compiled.
+enum class Slot : uint8_t {
+    kIgnore,
+    kField,  // a member of the record, found by its name
+    kStreamId,
+    kPostProcess,  // printed inverted
+    kDecodeFps,
+    kInputFps,
+    kFrameInterval,  // printed in thousands, with one decimal
+    kRecordTime,
+    kExecuteCount,
+    kFinishCount,
+    kExecuteFlushCount,
+    kC2BwmPending,
+    kSnapshotCount,
+    kLatestIndex,
+};
+
+// The literal before a value, then the value; the last piece has no value.
+struct Piece {
+    std::string_view literal;
+    bool hasValue;
     char kind;
+    Slot slot;
+    std::string_view name;
+    const sim::DebugField* field;
+};
+using Template = std::vector<Piece>;
+
+Slot slotOf(std::string_view name) {
+    static const std::pair<std::string_view, Slot> kSlots[] = {
+            {"-", Slot::kIgnore},
+            {"streamId", Slot::kStreamId},
+            {"postProcess", Slot::kPostProcess},
+            {"decodeFps", Slot::kDecodeFps},
+            {"inputFps", Slot::kInputFps},
+            {"frameInterval", Slot::kFrameInterval},
+            {"recordTime", Slot::kRecordTime},
+            {"executeCount", Slot::kExecuteCount},
+            {"finishCount", Slot::kFinishCount},
+            {"executeFlushCount", Slot::kExecuteFlushCount},
+            {"c2BwmPending", Slot::kC2BwmPending},
+            {"snapshotCount", Slot::kSnapshotCount},
+            {"latestIndex", Slot::kLatestIndex},
+    };
+    for (const auto& [slotName, slot] : kSlots) {
+        if (slotName == name) return slot;
+    }
+    return Slot::kField;
+}
+
+Template compile(std::string_view pattern) {
+    Template pieces;
+    for (;;) {
+        size_t open = pattern.find('{');
+        if (open == std::string_view::npos) {
+            pieces.push_back({pattern, false, 'd', Slot::kIgnore, {}, nullptr});
+            return pieces;
+        }
+        size_t close = pattern.find('}', open);
+        std::string_view name = pattern.substr(open + 1, close - open - 1);
+        char kind = 'd';
+        if (size_t colon = name.find(':'); colon != std::string_view::npos) {
+            kind = name[colon + 1];
+            name = name.substr(0, colon);
+        }
+        Slot slot = slotOf(name);
+        const sim::DebugField* field = slot == Slot::kField ? sim::findDebugField(name) : nullptr;
+        if (slot == Slot::kField && field == nullptr) {
+            throw std::logic_error("template names no field: " + std::string(name));
+        }
+        pieces.push_back({pattern.substr(0, open), true, kind, slot, name, field});
+        pattern.remove_prefix(close + 1);
+    }
+}
+
+std::vector<Template> compileAll(const std::vector<const char*>& patterns) {
+    std::vector<Template> templates;
+    for (const char* pattern : patterns) templates.push_back(compile(pattern));
+    return templates;
+}
+
+struct Templates {
+    Template reportHeader = compile(kReportHeader);
+    Template snapshotFirst = compile(kSnapshotFirst);
+    Template recordTime = compile(kRecordTime);
+    std::vector<Template> snapshotBefore = compileAll(kSnapshotBefore);
+    std::vector<Template> snapshotSideBand = compileAll(kSnapshotSideBand);
+    std::vector<Template> snapshotAfter = compileAll(kSnapshotAfter);
+    Template differenceFirst = compile(kDiffFirst);
+    std::vector<Template> differenceBefore = compileAll(kDiffBefore);
+    std::vector<Template> differenceSideBand = compileAll(kDiffSideBand);
+    std::vector<Template> differenceAfter = compileAll(kDiffAfter);
+};
+
+// Compiled on first use, once for every thread.
+const Templates& templates() {
+    static const Templates kTemplates;
+    return kTemplates;
+}
+
+struct Value {
+    const Piece* piece;
     std::string_view text;
 };
 
-// The values of a line that has the template's shape, or nothing.
-std::optional<std::vector<Value>> match(std::string_view line, std::string_view pattern) {
-    std::vector<Value> values;
+// Whether the line has the template's shape; its values go to *values.
+bool match(std::string_view line, const Template& pieces, std::vector<Value>* values) {
+    values->clear();
     size_t at = 0;
-    while (!pattern.empty()) {
-        size_t open = pattern.find('{');
-        std::string_view literal = pattern.substr(0, open);
-        if (line.substr(at, literal.size()) != literal) return std::nullopt;
-        at += literal.size();
-        if (open == std::string_view::npos) break;
-        size_t close = pattern.find('}', open);
-        std::string_view field = pattern.substr(open + 1, close - open - 1);
-        pattern.remove_prefix(close + 1);
-        char kind = 'd';
-        if (size_t colon = field.find(':'); colon != std::string_view::npos) {
-            kind = field[colon + 1];
-            field = field.substr(0, colon);
-        }
-        std::string_view next = pattern.substr(0, pattern.find('{'));
+    for (size_t i = 0; i < pieces.size(); ++i) {
+        const Piece& piece = pieces[i];
+        if (line.substr(at, piece.literal.size()) != piece.literal) return false;
+        at += piece.literal.size();
+        if (!piece.hasValue) break;
         size_t end;
-        if (kind == 's') {
+        if (piece.kind == 's') {
             // Text may hold the literal that follows it: the last one ends it.
+            std::string_view next = pieces[i + 1].literal;
             end = next.empty() ? line.size() : line.rfind(next);
-            if (end == std::string_view::npos || end < at) return std::nullopt;
+            if (end == std::string_view::npos || end < at) return false;
         } else {
             while (at < line.size() && line[at] == ' ') ++at;
             end = at;
             auto numeric = [&](char c) {
-                if (kind == 'x') return isxdigit(static_cast<unsigned char>(c)) != 0;
-                if (kind == 'f') return c != ' ' && c != '/' && c != ')';
+                if (piece.kind == 'x') return isxdigit(static_cast<unsigned char>(c)) != 0;
+                if (piece.kind == 'f') return c != ' ' && c != '/' && c != ')';
                 return isdigit(static_cast<unsigned char>(c)) != 0 || (c == '-' && end == at);
             };
             while (end < line.size() && numeric(line[end])) ++end;
-            if (end == at) return std::nullopt;
+            if (end == at) return false;
         }
-        values.push_back({field, kind, line.substr(at, end - at)});
+        values->push_back({&piece, line.substr(at, end - at)});
         at = end;
     }
-    if (at != line.size()) return std::nullopt;
-    return values;
+    return at == line.size();
 }
 
 struct Integer {
@@ -180,16 +271,13 @@ struct Integer {
 };
 
 bool parseInteger(std::string_view text, char kind, Integer* value) {
-    std::string digits(text);
-    char* end = nullptr;
-    errno = 0;
-    value->negative = digits[0] == '-';
-    if (value->negative) {
-        value->signedValue = strtoll(digits.c_str(), &end, 10);
-    } else {
-        value->unsignedValue = strtoull(digits.c_str(), &end, kind == 'x' ? 16 : 10);
-    }
-    return errno == 0 && end == digits.c_str() + digits.size();
+    const char* end = text.data() + text.size();
+    value->negative = text[0] == '-';
+    std::from_chars_result parsed =
+            value->negative ? std::from_chars(text.data(), end, value->signedValue)
+                            : std::from_chars(text.data(), end, value->unsignedValue,
+                                              kind == 'x' ? 16 : 10);
+    return parsed.ec == std::errc() && parsed.ptr == end;
 }
 
 // Stores an integer in a field of type T. An unsigned field of 32 bits may
@@ -209,41 +297,35 @@ bool storeInteger(T* field, const Integer& value) {
     return true;
 }
 
-// The record time as printed ("%m-%d %H:%M:%S.mmm", local time). The year
-// is not printed; 2000 gives every day of the calendar its date.
-bool parseRecordTime(std::string_view text, timespec* time) {
+// The seconds of a local time as printed ("%m-%d %H:%M:%S"). The year is
+// not printed; 2000 gives every day of the calendar its date.
+bool parseLocalSeconds(std::string_view text, time_t* seconds) {
     tm local{};
-    int milliseconds = 0;
     int consumed = 0;
     std::string copy(text);
-    if (sscanf(copy.c_str(), "%2d-%2d %2d:%2d:%2d.%3d%n", &local.tm_mon, &local.tm_mday,
-               &local.tm_hour, &local.tm_min, &local.tm_sec, &milliseconds, &consumed) != 6 ||
+    if (sscanf(copy.c_str(), "%2d-%2d %2d:%2d:%2d%n", &local.tm_mon, &local.tm_mday, &local.tm_hour,
+               &local.tm_min, &local.tm_sec, &consumed) != 5 ||
         consumed != static_cast<int>(copy.size())) {
         return false;
     }
     local.tm_mon -= 1;
     local.tm_year = 100;
     local.tm_isdst = -1;
-    time_t seconds = mktime(&local);
-    if (seconds == -1) return false;
-    *time = {seconds, milliseconds * 1000000L};
-    return true;
+    *seconds = mktime(&local);
+    return *seconds != -1;
 }
 
 class Reader {
 public:
-    explicit Reader(std::string_view text) : mText(text) {}
+    explicit Reader(std::string_view text) : mText(text), mTemplates(templates()) {}
 
     Dump read() {
         while (nextLine()) {
             if (mLine == kEquals) {
                 readBlock();
-            } else if (auto header = match(mLine, kReportHeader)) {
+            } else if (match(mLine, mTemplates.reportHeader, &mValues)) {
                 mDump.hasReport = true;
-                for (const Value& value : *header) {
-                    if (value.name == "snapshotCount") integer(value, &mDump.snapshotCount);
-                    if (value.name == "latestIndex") integer(value, &mDump.latestIndex);
-                }
+                storeValues(nullptr, nullptr);
             }
         }
         if (!mDump.hasReport && mDump.snapshots.empty() && mDump.differences.empty() &&
@@ -274,15 +356,15 @@ private:
     void readBlock() {
         if (!nextLine()) return;
         int first = mLineNumber;
-        if (auto values = match(mLine, kSnapshotFirst)) {
+        if (match(mLine, mTemplates.snapshotFirst, &mValues)) {
             Snapshot snapshot{0, {}, {}, first};
-            store(*values, &snapshot);
+            storeValues(&snapshot, nullptr);
             if (!readSnapshotRest(&snapshot)) return drop("snapshot", snapshot.streamId, first);
             mDump.snapshots.push_back(std::move(snapshot));
-        } else if (auto diffValues = match(mLine, kDiffFirst)) {
+        } else if (match(mLine, mTemplates.differenceFirst, &mValues)) {
             Difference difference{0, {}, first};
-            integer((*diffValues)[0], &difference.streamId);
-            if (!readDifferenceRest(*diffValues, &difference)) {
+            integer(mValues[0], &difference.streamId);
+            if (!readDifferenceRest(mValues.back().text, &difference)) {
                 return drop("difference", difference.streamId, first);
             }
             mDump.differences.push_back(difference);
@@ -291,9 +373,9 @@ private:
 
     bool readSnapshotRest(Snapshot* snapshot) {
         if (!nextLine()) return false;
-        if (auto time = match(mLine, kRecordTime)) {
-            snapshot->recordTime = (*time)[0].text;
-            if (!parseRecordTime(snapshot->recordTime, &snapshot->record.recordTime)) {
+        if (match(mLine, mTemplates.recordTime, &mValues)) {
+            snapshot->recordTime = mValues[0].text;
+            if (!parseRecordTime(mValues[0].text, &snapshot->record.recordTime)) {
                 fail("record time not understood");
             }
             const timespec& at = snapshot->record.recordTime;
@@ -301,92 +383,130 @@ private:
                     static_cast<uint64_t>(at.tv_sec) * 1000000000u + at.tv_nsec;
             if (!nextLine()) return false;
         }
-        if (!readLines(kSnapshotBefore, snapshot, true)) return false;
-        if (snapshot->record.sideBand != 0 && !readLines(kSnapshotSideBand, snapshot, false)) {
+        if (!readLines(mTemplates.snapshotBefore, snapshot, nullptr, true)) return false;
+        if (snapshot->record.sideBand != 0 &&
+            !readLines(mTemplates.snapshotSideBand, snapshot, nullptr, false)) {
             return false;
         }
-        return readLines(kSnapshotAfter, snapshot, false);
+        return readLines(mTemplates.snapshotAfter, snapshot, nullptr, false);
     }
 
-    bool readDifferenceRest(const std::vector<Value>& first, Difference* difference) {
+    // `rest` is what follows "Diff of debug info" on the first line.
+    bool readDifferenceRest(std::string_view rest, Difference* difference) {
         // A time that could not be printed leaves the dash line on this one.
-        std::string_view rest = first.back().text;
         if (rest.size() < 99 || rest.substr(rest.size() - 99) != kDashes) {
             if (!nextLine()) return false;
             expect(mLine == kDashes);
         }
-        if (!readLines(kDiffBefore, difference, false)) return false;
+        if (!readLines(mTemplates.differenceBefore, nullptr, difference, false)) return false;
         if (!nextLine()) return false;
         if (mLine == kSideBandHeader) {
-            for (size_t i = 1; i < kDiffSideBand.size(); ++i) {
-                if (!nextLine()) return false;
-                expect(match(mLine, kDiffSideBand[i]).has_value());
+            const std::vector<Template>& sideBand = mTemplates.differenceSideBand;
+            if (!readLines({sideBand.begin() + 1, sideBand.end()}, nullptr, difference, false) ||
+                !nextLine()) {
+                return false;
             }
-            if (!nextLine()) return false;
         }
-        auto state = match(mLine, kDiffAfter[0]);
-        expect(state.has_value());
-        if (!nextLine()) return false;
-        return readLines({kDiffAfter.begin() + 1, kDiffAfter.end()}, difference, true);
+        return readLines(mTemplates.differenceAfter, nullptr, difference, true);
     }
 
-    // Reads the lines of these templates; the first one is the current
-    // line when `current` is set. False when the text ends first.
-    template <typename Block>
-    bool readLines(const std::vector<const char*>& templates, Block* block, bool current) {
-        for (const char* pattern : templates) {
+    // Reads the lines of these templates into the snapshot or the
+    // difference; the first one is the current line when `current` is set.
+    // False when the text ends first.
+    bool readLines(const std::vector<Template>& lines, Snapshot* snapshot, Difference* difference,
+                   bool current) {
+        for (const Template& line : lines) {
             if (!current && !nextLine()) return false;
             current = false;
-            auto values = match(mLine, pattern);
-            if (!values) {
+            if (!match(mLine, line, &mValues)) {
                 if (!mLastLineEnded) return false;  // cut in the middle of the line
                 fail("not understood");
             }
-            store(*values, block);
+            storeValues(snapshot, difference);
         }
         return true;
     }
 
-    void store(const std::vector<Value>& values, Snapshot* snapshot) {
-        _DebugDescription& d = snapshot->record;
-        for (const Value& value : values) {
-            if (value.name == "-" || value.name == "recordTime") continue;
-            if (value.name == "streamId") {
-                integer(value, &snapshot->streamId);
-            } else if (value.name == "postProcess") {
-                integer(value, &d.postProcessOff);
-                d.postProcessOff ^= 1;
-            } else if (value.name == "decodeFps") {
-                decimal(value, &d.decodeFps);
-            } else if (value.name == "inputFps") {
-                decimal(value, &d.inputFps);
-            } else if (value.name == "frameInterval") {
-                double interval = 0;
-                decimal(value, &interval);
-                double thousandths = std::round(interval * 1000);
-                if (!(thousandths >= 0 && thousandths <= std::numeric_limits<uint32_t>::max())) {
-                    fail("1/fr(" + std::string(value.text) + ") out of range");
-                }
-                d.frameInterval = static_cast<uint32_t>(thousandths);
-            } else {
-                storeField(value, d);
+    // The values of the line just matched, into the snapshot, the
+    // difference or the report's header.
+    void storeValues(Snapshot* snapshot, Difference* difference) {
+        for (const Value& value : mValues) {
+            switch (value.piece->slot) {
+                case Slot::kIgnore:
+                case Slot::kRecordTime:
+                    break;
+                case Slot::kField:
+                    storeField(value, snapshot->record);
+                    break;
+                case Slot::kStreamId:
+                    integer(value, &snapshot->streamId);
+                    break;
+                case Slot::kPostProcess:
+                    integer(value, &snapshot->record.postProcessOff);
+                    snapshot->record.postProcessOff ^= 1;
+                    break;
+                case Slot::kDecodeFps:
+                    decimal(value, &snapshot->record.decodeFps);
+                    break;
+                case Slot::kInputFps:
+                    decimal(value, &snapshot->record.inputFps);
+                    break;
+                case Slot::kFrameInterval:
+                    storeFrameInterval(value, &snapshot->record.frameInterval);
+                    break;
+                case Slot::kExecuteCount:
+                    integer(value, &difference->diff.executeCount);
+                    break;
+                case Slot::kFinishCount:
+                    integer(value, &difference->diff.finishCount);
+                    break;
+                case Slot::kExecuteFlushCount:
+                    integer(value, &difference->diff.executeFlushCount);
+                    break;
+                case Slot::kC2BwmPending:
+                    integer(value, &difference->diff.c2BwmPending);
+                    break;
+                case Slot::kSnapshotCount:
+                    integer(value, &mDump.snapshotCount);
+                    break;
+                case Slot::kLatestIndex:
+                    integer(value, &mDump.latestIndex);
+                    break;
             }
         }
     }
 
-    void store(const std::vector<Value>& values, Difference* difference) {
-        _DiffInfo& diff = difference->diff;
-        for (const Value& value : values) {
-            if (value.name == "executeCount") integer(value, &diff.executeCount);
-            if (value.name == "finishCount") integer(value, &diff.finishCount);
-            if (value.name == "executeFlushCount") integer(value, &diff.executeFlushCount);
-            if (value.name == "c2BwmPending") integer(value, &diff.c2BwmPending);
+    // The streams of one pass share their second: mktime(), which takes a
+    // lock and looks at the time zone's file, runs once per second seen.
+    bool parseRecordTime(std::string_view text, timespec* time) {
+        size_t dot = text.rfind('.');
+        if (dot == std::string_view::npos || text.size() - dot != 4) return false;
+        int milliseconds = 0;
+        std::string_view fraction = text.substr(dot + 1);
+        auto parsed = std::from_chars(fraction.data(), fraction.data() + 3, milliseconds);
+        if (parsed.ec != std::errc() || parsed.ptr != fraction.data() + 3) return false;
+        std::string_view local = text.substr(0, dot);
+        auto known = mSecondsOf.find(local);
+        if (known == mSecondsOf.end()) {
+            time_t seconds;
+            if (!parseLocalSeconds(local, &seconds)) return false;
+            known = mSecondsOf.emplace(local, seconds).first;
         }
+        *time = {known->second, milliseconds * 1000000L};
+        return true;
+    }
+
+    void storeFrameInterval(const Value& value, uint32_t* frameInterval) {
+        double interval = 0;
+        decimal(value, &interval);
+        double thousandths = std::round(interval * 1000);
+        if (!(thousandths >= 0 && thousandths <= std::numeric_limits<uint32_t>::max())) {
+            fail("1/fr(" + std::string(value.text) + ") out of range");
+        }
+        *frameInterval = static_cast<uint32_t>(thousandths);
     }
 
     void storeField(const Value& value, _DebugDescription& d) {
-        const sim::DebugField* field = sim::findDebugField(value.name);
-        if (field == nullptr) fail("no field " + std::string(value.name));
         std::visit(
                 [&](auto member) {
                     using T = std::remove_reference_t<decltype(d.*member)>;
@@ -396,14 +516,14 @@ private:
                         integer(value, &(d.*member));
                     }
                 },
-                field->member);
+                value.piece->field->member);
     }
 
     template <typename T>
     void integer(const Value& value, T* field) {
         Integer parsed{};
-        if (!parseInteger(value.text, value.kind, &parsed) || !storeInteger(field, parsed)) {
-            fail(std::string(value.name) + "(" + std::string(value.text) + ") out of range");
+        if (!parseInteger(value.text, value.piece->kind, &parsed) || !storeInteger(field, parsed)) {
+            fail(std::string(value.piece->name) + "(" + std::string(value.text) + ") out of range");
         }
     }
 
@@ -411,7 +531,9 @@ private:
         std::string text(value.text);
         char* end = nullptr;
         *field = strtod(text.c_str(), &end);
-        if (end != text.c_str() + text.size()) fail(std::string(value.name) + " not a number");
+        if (end != text.c_str() + text.size()) {
+            fail(std::string(value.piece->name) + " not a number");
+        }
     }
 
     void expect(bool understood) {
@@ -428,6 +550,10 @@ private:
     }
 
     const std::string_view mText;
+    const Templates& mTemplates;
+    // The values of the line last matched.
+    std::vector<Value> mValues;
+    std::unordered_map<std::string_view, time_t> mSecondsOf;
     size_t mNext = 0;
     std::string_view mLine;
     int mLineNumber = 0;

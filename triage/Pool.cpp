@@ -24,14 +24,17 @@ void triageInputs(const std::vector<std::string>& inputs, unsigned jobs,
     const size_t window = 4 * size_t{jobs};
     std::vector<std::optional<Outcome>> outcomes(inputs.size());
     std::mutex lock;
-    std::condition_variable changed;
+    // The consumer waits for the next outcome in order, the workers for
+    // room in the window: each is woken only for what it waits for.
+    std::condition_variable ready;
+    std::condition_variable room;
     size_t nextToRead = 0;
     size_t nextToTake = 0;
 
     auto worker = [&] {
         std::unique_lock<std::mutex> guard(lock);
         for (;;) {
-            changed.wait(guard, [&] {
+            room.wait(guard, [&] {
                 return nextToRead >= inputs.size() || nextToRead < nextToTake + window;
             });
             if (nextToRead >= inputs.size()) return;
@@ -40,19 +43,32 @@ void triageInputs(const std::vector<std::string>& inputs, unsigned jobs,
             Outcome outcome = triageInput(inputs[index]);
             guard.lock();
             outcomes[index] = std::move(outcome);
-            changed.notify_all();
+            if (index == nextToTake) ready.notify_one();
         }
     };
+    // The caller is one of the jobs: it reads the next input itself rather
+    // than wait for another thread's.
     std::vector<std::thread> workers;
-    for (size_t i = 0; i < std::min<size_t>(jobs, inputs.size()); ++i) workers.emplace_back(worker);
+    for (size_t i = 1; i < std::min<size_t>(jobs, inputs.size()); ++i) workers.emplace_back(worker);
 
     std::unique_lock<std::mutex> guard(lock);
-    for (; nextToTake < inputs.size(); ++nextToTake) {
-        changed.wait(guard, [&] { return outcomes[nextToTake].has_value(); });
+    while (nextToTake < inputs.size()) {
+        if (!outcomes[nextToTake].has_value() && nextToRead < inputs.size() &&
+            nextToRead < nextToTake + window) {
+            size_t index = nextToRead++;
+            guard.unlock();
+            Outcome outcome = triageInput(inputs[index]);
+            guard.lock();
+            outcomes[index] = std::move(outcome);
+            continue;
+        }
+        ready.wait(guard, [&] { return outcomes[nextToTake].has_value(); });
         Outcome outcome = std::move(*outcomes[nextToTake]);
         outcomes[nextToTake].reset();
-        changed.notify_all();
+        bool windowWasFull = nextToRead == nextToTake + window;
+        ++nextToTake;
         guard.unlock();
+        if (windowWasFull) room.notify_all();
         take(std::move(outcome));
         guard.lock();
     }

@@ -41,6 +41,24 @@ bool isVideoSource(uint8_t inputSource) {
     return inputSource == 5 || inputSource == 6;
 }
 
+// printf into the end of text.
+void appendf(std::string* text, const char* format, ...) __attribute__((format(printf, 2, 3)));
+void appendf(std::string* text, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    va_list again;
+    va_copy(again, args);
+    int length = vsnprintf(nullptr, 0, format, args);
+    va_end(args);
+    if (length > 0) {
+        size_t end = text->size();
+        text->resize(end + static_cast<size_t>(length) + 1);
+        vsnprintf(text->data() + end, static_cast<size_t>(length) + 1, format, again);
+        text->pop_back();
+    }
+    va_end(again);
+}
+
 std::string formatted(const char* format, ...) __attribute__((format(printf, 1, 2)));
 std::string formatted(const char* format, ...) {
     char text[512];
@@ -54,11 +72,11 @@ std::string formatted(const char* format, ...) {
 // The checks of one stream, in order; the first that fails names the owner.
 class StreamAnalysis {
 public:
-    StreamAnalysis(int fd, const OwnerRecord& input)
-        : mFd(fd), mInput(input), d(*input.record), mTunnel(d.sideBand != 0) {}
+    StreamAnalysis(std::string* text, const OwnerRecord& input)
+        : mText(text), mInput(input), d(*input.record), mTunnel(d.sideBand != 0) {}
 
     OwnerVerdict run() {
-        dprintf(mFd, "  strId(%d) - component(%s) inputSource:%d %s mode\n",
+        appendf(mText, "  strId(%d) - component(%s) inputSource:%d %s mode\n",
                 static_cast<int>(mInput.streamId), d.component.c_str(), d.inputSource,
                 mTunnel ? "tunnel" : "non-tunnel");
         runChecks();
@@ -67,7 +85,7 @@ public:
         for (const char* owner : mOwners) {
             verdict.owner += (verdict.owner.empty() ? "" : " or ") + std::string(owner);
         }
-        if (!mComplete) dprintf(mFd, "  [Incomplete] one of: %s\n", verdict.owner.c_str());
+        if (!mComplete) appendf(mText, "  [Incomplete] one of: %s\n", verdict.owner.c_str());
         return verdict;
     }
 
@@ -103,7 +121,7 @@ private:
         passed("  [Checked] C2 has received first pts and notify to TPC\n");
 
         if (mTunnel && d.connectedDispLinkId == 0) return displinkNotConnected();
-        dprintf(mFd, "  [Checked] C2 has connected to displink (displinkId:%d)\n",
+        appendf(mText, "  [Checked] C2 has connected to displink (displinkId:%d)\n",
                 d.connectedDispLinkId);
 
         if (mTunnel && d.preloadDone == 0) {
@@ -149,14 +167,14 @@ private:
     void displinkNotConnected() {
         const char* finding = "  displink not connected to c2 \n";
         if (!mInput.holdsC2BwmCounts) {
-            dprintf(mFd, "%s", finding);
+            *mText += finding;
             undecided("C2BWM pending count is not in the dump", kC2Owner);
             mFinding = trimmed(finding);
             return owner(kDisplinkOwner);
         }
         if (d.c2BwmPending == 0) return dispatch(finding, kDisplinkOwner);
-        dprintf(mFd, "%s", finding);
-        dprintf(mFd, "  check destroy displink id list by:\n");
+        *mText += finding;
+        appendf(mText, "  check destroy displink id list by:\n");
         dispatch(
                 "  lshal debug -E vendor.larkspan.hardware.dispservice@1.0::IDispService/default "
                 "--debug mediator\n",
@@ -164,16 +182,16 @@ private:
         mFinding = trimmed(finding);
     }
 
-    void passed(const char* line) { dprintf(mFd, "%s", line); }
+    void passed(const char* line) { *mText += line; }
 
     void dispatch(const std::string& finding, const Owner& named) {
-        dprintf(mFd, "%s", finding.c_str());
+        *mText += finding;
         mFinding = trimmed(finding);
         owner(named);
     }
 
     void owner(const Owner& named) {
-        dprintf(mFd, "%s", named.line);
+        *mText += named.line;
         mOwners.push_back(named.name);
     }
 
@@ -181,9 +199,9 @@ private:
     void undecided(const char* what, const Owner& possible) {
         const _DiffInfo* change = mInput.lastChange;
         if (change == nullptr) {
-            dprintf(mFd, "  [Undecidable from the dump] %s, nor their change\n", what);
+            appendf(mText, "  [Undecidable from the dump] %s, nor their change\n", what);
         } else {
-            dprintf(mFd,
+            appendf(mText,
                     "  [Undecidable from the dump] %s; over the last second exe:%+d finish:%+d "
                     "pending:%+d\n",
                     what, static_cast<int>(change->executeCount),
@@ -199,7 +217,7 @@ private:
         return begin == std::string::npos ? std::string() : line.substr(begin, end - begin + 1);
     }
 
-    const int mFd;
+    std::string* const mText;
     const OwnerRecord& mInput;
     const _DebugDescription& d;
     const bool mTunnel;
@@ -210,25 +228,26 @@ private:
 
 }  // namespace
 
-std::vector<OwnerVerdict> writeOwnerAnalysis(int fd, uint64_t snapshotCount, uint32_t latestIndex,
+std::vector<OwnerVerdict> writeOwnerAnalysis(std::string* text, uint64_t snapshotCount,
+                                             uint32_t latestIndex,
                                              const std::vector<OwnerRecord>& latest) {
-    dprintf(fd,
+    appendf(text,
             "%s - owner\t(GetDebugInfo cmdCnt:%llu, using mDebugDescList[%d] as latest "
             "DebugDescList)\n",
             kDebugBanner, static_cast<unsigned long long>(snapshotCount),
             static_cast<int>(latestIndex));
     std::vector<OwnerVerdict> verdicts;
     if (latest.empty()) {
-        dprintf(fd, "  No any C2 component created \n");
-        dprintf(fd, "%s", kApkOwner.line);
-        dprintf(fd, "  [Finish] No more C2 stream. Exit analysis.\n");
+        *text += "  No any C2 component created \n";
+        *text += kApkOwner.line;
+        *text += "  [Finish] No more C2 stream. Exit analysis.\n";
         return verdicts;
     }
     for (const OwnerRecord& record : latest) {
-        verdicts.push_back(StreamAnalysis(fd, record).run());
-        dprintf(fd, "  Continue to check next stream... \n");
+        verdicts.push_back(StreamAnalysis(text, record).run());
+        *text += "  Continue to check next stream... \n";
     }
-    dprintf(fd, "  [Finish] No more C2 stream. Exit analysis.\n");
+    *text += "  [Finish] No more C2 stream. Exit analysis.\n";
     return verdicts;
 }
 
@@ -237,7 +256,9 @@ void Codec2InfoService::dumpGetOwner_l(int fd) {
     for (const auto& [streamId, description] : mDebugDescList[mLatestDebugDescIndex]) {
         latest.push_back({streamId, &description});
     }
-    writeOwnerAnalysis(fd, mDebugInfoCount, mLatestDebugDescIndex, latest);
+    std::string text;
+    writeOwnerAnalysis(&text, mDebugInfoCount, mLatestDebugDescIndex, latest);
+    dprintf(fd, "%s", text.c_str());
 }
 
 }  // namespace implementation

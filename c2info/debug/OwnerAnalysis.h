@@ -43,9 +43,10 @@ struct OwnerVerdict {
     bool complete = true;
 };
 
-// Writes the owner analysis of `lshal debug --owner` for these records
-// (ascending stream ids) and answers one verdict per stream.
-std::vector<OwnerVerdict> writeOwnerAnalysis(int fd, uint64_t snapshotCount, uint32_t latestIndex,
+// Appends to text the owner analysis of `lshal debug --owner` for these
+// records (ascending stream ids) and answers one verdict per stream.
+std::vector<OwnerVerdict> writeOwnerAnalysis(std::string* text, uint64_t snapshotCount,
+                                             uint32_t latestIndex,
                                              const std::vector<OwnerRecord>& latest);
 
 }  // namespace implementation
