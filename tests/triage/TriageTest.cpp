@@ -83,6 +83,14 @@ TEST(DumpReaderTest, ReadsBackEveryRecordAsThePrinterWroteIt) {
         ASSERT_EQ(dump.snapshots.size(), 1u) << text;
         EXPECT_EQ(printed(dump.snapshots[0].streamId, dump.snapshots[0].record), text);
     }
+    // As pasted from a terminal: trailing blanks and CR LF line ends.
+    std::string pasted = printed(1, records.back());
+    for (size_t at = 0; (at = pasted.find('\n', at)) != std::string::npos; at += 4) {
+        pasted.replace(at, 1, "  \r\n");
+    }
+    triage::Dump dump = triage::readDump(pasted);
+    ASSERT_EQ(dump.snapshots.size(), 1u);
+    EXPECT_EQ(printed(1, dump.snapshots[0].record), printed(1, records.back()));
 }
 
 // dumpstate gave up in the middle of the second pass: the first pass's
@@ -143,6 +151,10 @@ TEST_F(TriageProgramTest, ABugreportOfTheSimulatorGetsItsOwners) {
     ASSERT_EQ(run(std::string(C2INFO_SIM) + " --bugreport " + zip + " --main-text-mb 1").status, 0);
 
     Outcome text = run(std::string(C2INFO_TRIAGE) + " " + zip);
+    std::ofstream(path("entry.txt")) << triage::loadInput(zip).text;
+    Outcome fromStandardInput = run(std::string(C2INFO_TRIAGE) + " - < " + path("entry.txt"));
+    EXPECT_EQ(fromStandardInput.out.substr(fromStandardInput.out.find('\n')),
+              text.out.substr(text.out.find('\n')));
     EXPECT_EQ(text.status, 0) << text.err;
     EXPECT_EQ(text.out.rfind("== " + zip + ": " + triage::kServiceEntry + "\n", 0), 0u) << text.out;
     EXPECT_NE(text.out.find("  [Undecidable from the dump] paused by c2bwm? executeCount and "
