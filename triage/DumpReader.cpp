@@ -4,10 +4,11 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <limits>
-#include <optional>
+#include <stdexcept>
 #include <type_traits>
 #include <unordered_map>
 
@@ -357,12 +358,12 @@ private:
         if (!nextLine()) return;
         int first = mLineNumber;
         if (match(mLine, mTemplates.snapshotFirst, &mValues)) {
-            Snapshot snapshot{0, {}, {}, first};
+            Snapshot snapshot{0, {}, {}};
             storeValues(&snapshot, nullptr);
             if (!readSnapshotRest(&snapshot)) return drop("snapshot", snapshot.streamId, first);
             mDump.snapshots.push_back(std::move(snapshot));
         } else if (match(mLine, mTemplates.differenceFirst, &mValues)) {
-            Difference difference{0, {}, first};
+            Difference difference{0, {}};
             integer(mValues[0], &difference.streamId);
             if (!readDifferenceRest(mValues.back().text, &difference)) {
                 return drop("difference", difference.streamId, first);

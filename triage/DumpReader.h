@@ -22,14 +22,12 @@ struct Snapshot {
     _DebugDescription record;
     // As printed; empty when the block has no time line.
     std::string recordTime;
-    int line;  // of the block's first line, from 1
 };
 
 struct Difference {
     uint32_t streamId;
     // Holds the C2BWM differences, the only ones read back.
     _DiffInfo diff;
-    int line;
 };
 
 struct Dump {
