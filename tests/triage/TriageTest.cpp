@@ -193,8 +193,9 @@ TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
     std::ofstream(good)
             << "===== Total Cnt of GetDebugInfo: 1, Latest DebugDescList index: 1 ===\n";
     std::string snapshot = printed(7, _DebugDescription{});
-    std::string outOfRange = snapshot;
-    outOfRange.replace(outOfRange.find("( 0/ 0/"), 7, "(300/ 0/");
+    auto withPending = [&](const char* pending) {
+        return std::string(snapshot).replace(snapshot.find("( 0/ 0/"), 7, pending);
+    };
     const struct {
         const char* name;
         std::string content;
@@ -204,7 +205,8 @@ TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
             {"junk.txt", std::string("\x7f\x45\x4c\x46\x00\x01\xff\n", 8),
              "no report of the service in it"},
             {"endless.txt", std::string(5 << 20, 'x'), "no report of the service in it"},
-            {"range.txt", outOfRange, "line 14: pendingES(300) out of range"},
+            {"range.txt", withPending("(300/ 0/"), "line 14: pendingES(300) out of range"},
+            {"negative.txt", withPending("(-1/ 0/"), "line 14: pendingES(-1) out of range"},
             {"changed.txt", std::string(snapshot).replace(snapshot.find("header("), 7, "heater("),
              "line 5: not understood"},
             {"fake.zip", "PK not really", "not a zip"},
