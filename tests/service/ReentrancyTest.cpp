@@ -12,6 +12,17 @@ namespace {
 using ::testing::_;
 using ::testing::InvokeWithoutArgs;
 
+// What a nested call answered: its success with what any other thread
+// gets, its failure result with nothing, or anything else.
+enum class Answer { kNormal, kFailure, kOther };
+
+template <typename Result>
+Answer answerOf(Result result, bool normal = true, bool nothing = true) {
+    if (result == Result{0} && normal) return Answer::kNormal;
+    if (result == Result{1} && nothing) return Answer::kFailure;
+    return Answer::kOther;
+}
+
 class ReentrancyTest : public ServiceTest {
 protected:
     static std::string refusal(const char* function) {
@@ -108,112 +119,117 @@ TEST_F(ReentrancyTest, NestedCallsAreRefusedOnlyWhereTheirThreadHoldsTheLock) {
     uint64_t eventId = registerEventListener(5, {"hdr_change"}, events).second;
     mService->registerListener(5, info, {});
 
-    // Each call answers true when it got what any other thread would get.
     uint64_t newEventId = 0;
     struct Case {
         const char* name;
         bool refusedUnderMainLock;
-        std::function<bool()> call;
+        std::function<Answer()> call;
     } cases[] = {
             {"addStreamInfo", true,
-             [] {
-                 return Codec2InfoInternal::addStreamInfo(makeStream(6)) == InfoReturn::SUCCESS;
-             }},
+             [] { return answerOf<InfoReturn>(Codec2InfoInternal::addStreamInfo(makeStream(6))); }},
             {"removeStreamInfoByUniqueId", true,
              [] {
-                 return Codec2InfoInternal::removeStreamInfoByUniqueId(6) == InfoReturn::SUCCESS;
+                 return answerOf<InfoReturn>(Codec2InfoInternal::removeStreamInfoByUniqueId(6));
              }},
             {"updateStreamInfo", true,
              [] {
                  uint32_t width = 1920;
-                 return Codec2InfoInternal::updateStreamInfo(5, {{1, &width, 4}}) ==
-                        InfoReturn::SUCCESS;
+                 return answerOf<InfoReturn>(
+                         Codec2InfoInternal::updateStreamInfo(5, {{1, &width, 4}}));
              }},
             {"unregisterListener", false,
-             [&] { return mService->unregisterListener(5) == CmtReturn::SUCCESS; }},
+             [&] { return answerOf<CmtReturn>(mService->unregisterListener(5)); }},
             {"registerListener", false,
-             [&] { return mService->registerListener(5, info, {}) == CmtReturn::SUCCESS; }},
+             [&] { return answerOf<CmtReturn>(mService->registerListener(5, info, {})); }},
             {"registerStreamListener", true,
              [&] {
-                 std::pair<InfoReturn, uint64_t> answer{InfoReturn::FAILURE, 1};
+                 Answer answer = Answer::kOther;
                  mService->registerStreamListener(streams, [&](InfoReturn ret, uint64_t id) {
-                     answer = {ret, id};
+                     answer = answerOf(ret, id == 0, id == UINT64_MAX);
                  });
-                 return answer == std::make_pair(InfoReturn::SUCCESS, uint64_t{0});
+                 return answer;
              }},
             {"unregisterStreamListener", true,
-             [&] { return mService->unregisterStreamListener(0) == InfoReturn::SUCCESS; }},
+             [&] { return answerOf<InfoReturn>(mService->unregisterStreamListener(0)); }},
             {"registerEventListener", true,
              [&] {
-                 InfoReturn result = InfoReturn::FAILURE;
-                 mService->registerEventListener(5, {"hdr_change"}, makeEventListener(),
-                                                 [&](InfoReturn ret, uint64_t id) {
-                                                     result = ret;
-                                                     newEventId = id;
-                                                 });
-                 return result == InfoReturn::SUCCESS && newEventId == eventId + 1;
+                 Answer answer = Answer::kOther;
+                 mService->registerEventListener(
+                         5, {"hdr_change"}, makeEventListener(), [&](InfoReturn ret, uint64_t id) {
+                             newEventId = id;
+                             answer = answerOf(ret, id == eventId + 1, id == UINT64_MAX);
+                         });
+                 return answer;
              }},
             {"updateListenEvents", true,
-             [&] { return mService->updateListenEvents(newEventId, {}) == InfoReturn::SUCCESS; }},
+             [&] { return answerOf<InfoReturn>(mService->updateListenEvents(newEventId, {})); }},
             {"unregisterEventListener", true,
-             [&] { return mService->unregisterEventListener(newEventId) == InfoReturn::SUCCESS; }},
+             [&] { return answerOf<InfoReturn>(mService->unregisterEventListener(newEventId)); }},
             {"getIdList", true,
              [&] {
-                 bool answered = false;
+                 Answer answer = Answer::kOther;
                  mService->getIdList([&](CmtReturn ret, auto, const hidl_vec<uint64_t>& ids) {
-                     answered = ret == CmtReturn::SUCCESS && ids == hidl_vec<uint64_t>{5};
+                     answer = answerOf(ret, ids == hidl_vec<uint64_t>{5}, ids.size() == 0);
                  });
-                 return answered;
+                 return answer;
              }},
             {"getStreamList", true,
              [&] {
-                 bool answered = false;
+                 Answer answer = Answer::kOther;
                  mService->getStreamList([&](InfoReturn ret, const auto& list) {
-                     answered = ret == InfoReturn::SUCCESS && list.size() == 1;
+                     answer = answerOf(ret, list.size() == 1, list.size() == 0);
                  });
-                 return answered;
+                 return answer;
              }},
             {"getInfo", true,
              [&] {
-                 bool answered = false;
+                 Answer answer = Answer::kOther;
                  mService->getInfo(5, {"codec"}, [&](CmtReturn ret, const auto& items) {
-                     answered = ret == CmtReturn::SUCCESS && items.size() == 1 &&
-                                items[0].intValue == 7 && items[0].strValue == "codec";
+                     bool itemOfComponent = items.size() == 1 && items[0].intValue == 7 &&
+                                            items[0].strValue == "codec";
+                     answer = answerOf(ret, itemOfComponent, items.size() == 0);
                  });
-                 return answered;
+                 return answer;
              }},
             {"convertHwSyncIdToStreamId", true,
              [&] {
-                 bool answered = false;
+                 Answer answer = Answer::kOther;
                  mService->convertHwSyncIdToStreamId(
                          makeStream(5).hwSyncId, [&](InfoReturn ret, uint32_t id) {
-                             answered = ret == InfoReturn::SUCCESS && id == 5;
+                             answer = answerOf(ret, id == 5, id == 0xFFFFFFFF);
                          });
-                 return answered;
+                 return answer;
              }},
             {"getCurrentVDECBuffer", true,
              [&] {
-                 bool answered = false;
+                 Answer answer = Answer::kOther;
                  mService->getCurrentVDECBuffer(5, [&](InfoReturn ret, const auto& desc) {
-                     answered = ret == InfoReturn::SUCCESS && desc.buffer == buffer;
+                     const native_handle_t* handle = desc.buffer.getNativeHandle();
+                     answer = answerOf(ret, handle == buffer, handle == nullptr);
                  });
-                 return answered;
+                 return answer;
              }},
             {"releaseVDECBuffer", true,
-             [&] { return mService->releaseVDECBuffer(5) == InfoReturn::SUCCESS; }},
+             [&] { return answerOf<InfoReturn>(mService->releaseVDECBuffer(5)); }},
             {"enableCapture", true,
-             [&] { return mService->enableCapture(5, true, 0) == InfoReturn::SUCCESS; }},
+             [&] { return answerOf<InfoReturn>(mService->enableCapture(5, true, 0)); }},
             {"debug", true,
-             [&] { return runDebug(*mService, {"--reset"}) == "C2 LsHal Ver-1.3 - Reset\n"; }},
+             [&] {
+                 std::string output = runDebug(*mService, {"--reset"});
+                 if (output == "C2 LsHal Ver-1.3 - Reset\n") return Answer::kNormal;
+                 return output.empty() ? Answer::kFailure : Answer::kOther;
+             }},
     };
     // Each call is either refused, with its failure result, or answered.
     auto runCases = [&](std::vector<std::string>* refused, std::vector<std::string>* wrong) {
         LogCapture log;
         for (const Case& c : cases) {
-            bool answered = c.call();
+            Answer answer = c.call();
             bool refusedNow = log.count(ANDROID_LOG_ERROR, refusal(c.name)) != 0;
             if (refusedNow) refused->push_back(c.name);
-            if (refusedNow == answered) wrong->push_back(c.name);
+            if (answer != (refusedNow ? Answer::kFailure : Answer::kNormal)) {
+                wrong->push_back(c.name);
+            }
         }
         if (Codec2InfoInternal::postCodec2EventToAPK(5, NotifyEvent::HDR_CHANGE) ||
             log.count(ANDROID_LOG_ERROR, refusal("postCodec2EventToAPK")) != 1) {
