@@ -114,11 +114,14 @@ TEST_F(EventDispatchTest, UnregisteredFailingAndDeadListenersAreHandledApart) {
               std::vector<std::string>{"[L 933][unregisterEventListener] erase Cb fail"});
 }
 
-TEST_F(EventDispatchTest, ANullEventListenerIsRefused) {
+TEST_F(EventDispatchTest, NullEventAndInformationListenersAreRefused) {
+    Codec2InfoInternal::addStreamInfo(makeStream(1));
     LogCapture log;
     EXPECT_EQ(registerEventListener(1, {"hdr_change"}, nullptr).first, InfoReturn::FAILURE);
+    EXPECT_EQ(registerInfoListener(1, nullptr, {}), CmtReturn::FAILURE);
     EXPECT_EQ(log.texts(ANDROID_LOG_ERROR),
-              std::vector<std::string>{"[registerEventListener] null listener"});
+              (std::vector<std::string>{"[registerEventListener] null listener",
+                                        "[registerListener] null listener"}));
     EXPECT_FALSE(Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::HDR_CHANGE));
 }
 
