@@ -1,5 +1,6 @@
 // Detile and frame metadata through the frame converter, on real frames in
 // shared memory.
+#include <FrameGeometry.h>
 #include <SharedFrame.h>
 #include <android/log.h>
 #include <dirent.h>
@@ -253,6 +254,33 @@ TEST_F(FrameConversionTest, HostileMemoryIsRefusedAndNothingIsWritten) {
     ASSERT_EQ(pread(destination.fd(), head, sizeof(head), 0), 64);
     EXPECT_EQ(memcmp(head, zeros, sizeof(head)), 0);
     EXPECT_EQ(tall->readPicture().y, std::vector<uint8_t>(16 * 64));
+}
+
+// Before, a read-only mapping kept for one descriptor could be handed to a
+// writer of the same memory and range, and the write through it faulted.
+TEST_F(FrameConversionTest, AMappingKeptForReadingIsNeverWrittenThrough) {
+    ClientMemory memory(4096, true);
+    ClientMemory readOnly(memory, O_RDONLY);
+    ASSERT_EQ(pwrite(memory.fd(), FrameGenerator::kMetaDataMagic, 8, 0), 8);
+    FrameGenerator::BufferInfo withBlockAtZero = mSource->info();
+    withBlockAtZero.metadataOffset = 0;
+    EXPECT_EQ(getMetaData(readOnly.handle(), describe(withBlockAtZero)).first, InfoReturn::SUCCESS);
+
+    // A 2x2 linear frame over exactly the metadata block's bytes.
+    ClientMemory source(4096, true);
+    FrameGenerator::BufferInfo tiled{2, 2, 16, 16, FrameGenerator::kFormatTiledNV12, 0, 512, 0, 0};
+    FrameGenerator::BufferInfo overBlock{
+            2,
+            2,
+            2,
+            2,
+            FrameGenerator::kFormatLinearNV12,
+            0,
+            static_cast<uint32_t>(framegeometry::kMetaDataBlockSize - 2),
+            0,
+            0};
+    EXPECT_EQ(detile(source.handle(), memory.handle(), describe(tiled), describe(overBlock)),
+              InfoReturn::SUCCESS);
 }
 
 // The pages of this process that map the client's memory.
