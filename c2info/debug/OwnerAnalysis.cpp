@@ -42,14 +42,10 @@ bool isVideoSource(uint8_t inputSource) {
 }
 
 // printf into the end of text.
-void appendf(std::string* text, const char* format, ...) __attribute__((format(printf, 2, 3)));
-void appendf(std::string* text, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
+void appendv(std::string* text, const char* format, va_list args) {
     va_list again;
     va_copy(again, args);
     int length = vsnprintf(nullptr, 0, format, args);
-    va_end(args);
     if (length > 0) {
         size_t end = text->size();
         text->resize(end + static_cast<size_t>(length) + 1);
@@ -59,12 +55,20 @@ void appendf(std::string* text, const char* format, ...) {
     va_end(again);
 }
 
-std::string formatted(const char* format, ...) __attribute__((format(printf, 1, 2)));
-std::string formatted(const char* format, ...) {
-    char text[512];
+void appendf(std::string* text, const char* format, ...) __attribute__((format(printf, 2, 3)));
+void appendf(std::string* text, const char* format, ...) {
     va_list args;
     va_start(args, format);
-    vsnprintf(text, sizeof(text), format, args);
+    appendv(text, format, args);
+    va_end(args);
+}
+
+std::string formatted(const char* format, ...) __attribute__((format(printf, 1, 2)));
+std::string formatted(const char* format, ...) {
+    std::string text;
+    va_list args;
+    va_start(args, format);
+    appendv(&text, format, args);
     va_end(args);
     return text;
 }
