@@ -64,11 +64,6 @@ void DebugComponent::registerFor(uint32_t streamId) {
         std::lock_guard<std::mutex> lock(mLock);
         mDebugSwitches.push_back(enable);
     };
-    callbacks->c2DumpCb = [this](bool enable) {
-        std::lock_guard<std::mutex> lock(mLock);
-        mDumpSwitches.push_back(enable);
-    };
-    callbacks->reloadPropCb = [this] { ++mPropertyReloads; };
     Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, streamId);
 }
 
@@ -89,11 +84,6 @@ bool DebugComponent::waitForSnapshots(int count) {
 std::vector<bool> DebugComponent::debugSwitches() const {
     std::lock_guard<std::mutex> lock(mLock);
     return mDebugSwitches;
-}
-
-std::vector<bool> DebugComponent::dumpSwitches() const {
-    std::lock_guard<std::mutex> lock(mLock);
-    return mDumpSwitches;
 }
 
 _DebugDescription snapshotAt(time_t seconds, long nanoseconds) {

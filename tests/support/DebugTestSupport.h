@@ -46,8 +46,6 @@ public:
 
     int snapshots() const { return mSnapshots; }
     std::vector<bool> debugSwitches() const;
-    std::vector<bool> dumpSwitches() const;
-    int propertyReloads() const { return mPropertyReloads; }
 
 private:
     mutable std::mutex mLock;
@@ -55,8 +53,6 @@ private:
     std::vector<_DebugDescription> mRecords;
     std::atomic<int> mSnapshots{0};
     std::vector<bool> mDebugSwitches;
-    std::vector<bool> mDumpSwitches;
-    std::atomic<int> mPropertyReloads{0};
 };
 
 // A snapshot with a fixed record time (seconds since the epoch, UTC).

@@ -10,12 +10,6 @@
 
 namespace c2info_test {
 
-struct LogLine {
-    int priority;
-    std::string tag;
-    std::string text;
-};
-
 class LogCapture {
 public:
     // Also lets DEBUG lines through, which liblog drops by default on a host.
@@ -24,12 +18,10 @@ public:
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    std::vector<LogLine> lines() const;
     // The texts written at one priority, in order.
     std::vector<std::string> texts(int priority) const;
     // How many lines of that priority and exact text were written.
     size_t count(int priority, const std::string& text) const;
-    void clear();
 
 private:
     int mOldMinimumPriority;

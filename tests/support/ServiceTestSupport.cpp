@@ -1,7 +1,5 @@
 #include "ServiceTestSupport.h"
 
-#include <cutils/properties.h>
-
 namespace c2info_test {
 
 namespace {
@@ -29,13 +27,6 @@ ST_STREAM_LIST makeStream(uint32_t streamId, const std::string& info) {
     stream.chromaoffset = 0x300000000ull + streamId;
     stream.info = info;
     return stream;
-}
-
-void turnLogSwitchOn() {
-    property_set("vendor.qrv.c2infoservice.log", "1");
-    constexpr uint32_t kProbeStream = 0xFFFF0000;
-    (void)Codec2InfoInternal::addStreamInfo(makeStream(kProbeStream)).isOk();
-    (void)Codec2InfoInternal::removeStreamInfoByUniqueId(kProbeStream).isOk();
 }
 
 void ServiceTest::SetUp() {

@@ -72,10 +72,6 @@ public:
 // are told apart.
 ST_STREAM_LIST makeStream(uint32_t streamId, const std::string& info = "stream");
 
-// Turns the log switch on (the property, then a stream added and removed,
-// which reloads it) so that debug lines are written.
-void turnLogSwitchOn();
-
 // Every test runs in a process of its own (ctest runs each one alone), so
 // each starts with a service that has never been used. Listeners are made
 // here so that their expectations are verified at the end of the test: the

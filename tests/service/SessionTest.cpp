@@ -1,0 +1,558 @@
+// One scripted session of components and clients on a fresh service: each
+// call with its answer, every line logged with its priority, and all that
+// listeners, components and debug targets are told, in order, against
+// golden/session.txt. The script's comments say what each part pins.
+#include <android/log.h>
+#include <cutils/properties.h>
+#include <sys/mman.h>
+
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "support/DebugTestSupport.h"
+
+namespace c2info_test {
+namespace {
+
+using ::android::hardware::toString;
+using ::vendor::larkspan::hardware::c2::info::implementation::Codec2InfoDebugTarget;
+using ::vendor::larkspan::hardware::c2::info::V1_0::CAPTURE_BUFFER_DESCRIPTION;
+using Items = std::vector<StreamInfoItem>;
+
+std::mutex gLock;
+std::string gTranscript;
+std::map<const native_handle_t*, std::string> gHandleNames;
+
+void note(const std::string& line) {
+    std::lock_guard<std::mutex> lock(gLock);
+    gTranscript += line + "\n";
+}
+
+void logged(const __android_logger_data* data, const char* message) {
+    note(withoutSystemTimes(std::string("  ") + "??VDIWEF?"[data->priority] + "/" + data->tag +
+                            ": " + message));
+}
+
+std::string shown(bool value) {
+    return value ? "true" : "false";
+}
+std::string shown(const std::string& value) {
+    return value;
+}
+template <typename T>
+auto shown(const T& value) -> decltype(toString(value)) {
+    return toString(value);
+}
+template <typename T>
+std::string shown(const Return<T>& value) {
+    return shown(static_cast<T>(value));
+}
+std::string shown(const CAPTURE_BUFFER_DESCRIPTION& d) {
+    std::string text = toString(d);
+    size_t handle = text.rfind(".buffer = ") + 10;
+    return text.replace(handle, text.size() - handle - 1,
+                        gHandleNames.at(d.buffer.getNativeHandle()));
+}
+
+// The answer of a method that replies through a callback, and how often it
+// replied when that is not once.
+template <typename... Answer, typename Method>
+std::string answered(Method&& method) {
+    std::string text;
+    int calls = 0;
+    method([&](const Answer&... answer) {
+        ++calls;
+        text.clear();
+        ((text += (text.empty() ? "" : " ") + shown(answer)), ...);
+    });
+    return calls == 1 ? text : text + " (answered " + std::to_string(calls) + " times)";
+}
+
+#define CALL(expr)                        \
+    do {                                  \
+        note("> " #expr);                 \
+        std::string answer = shown(expr); \
+        note("  = " + answer);            \
+    } while (false)
+#define DO(statement)          \
+    do {                       \
+        note("> " #statement); \
+        statement;             \
+    } while (false)
+
+template <typename Interface>
+class Ear : public RemotePeer<Interface> {
+public:
+    explicit Ear(std::string name) : mName(std::move(name)) {}
+
+protected:
+    Return<void> hear(const std::string& what) {
+        if (Status status = this->transportStatus(); !status.isOk()) return status;
+        note("  " + mName + " hears " + what);
+        return Void();
+    }
+
+private:
+    const std::string mName;
+};
+
+struct StreamEar : Ear<ICodec2InfoServiceStreamListener> {
+    using Ear::Ear;
+    Return<void> onNotify(uint32_t type, uint64_t id, const hidl_string& info) override {
+        return hear(std::to_string(type) + " " + std::to_string(id) + " " + std::string(info));
+    }
+};
+
+struct EventEar : Ear<ICodec2InfoServiceEventListener> {
+    using Ear::Ear;
+    Return<void> onNotify(const NotifyEventInfo& info) override {
+        return hear(std::string(info.event) + " " + toString(info.info));
+    }
+};
+
+struct InfoEar : Ear<ICmtInfoServiceListener> {
+    using Ear::Ear;
+    Return<void> onNotify(uint64_t id, uint64_t event, const CmtInfoStruct& info) override {
+        return hear(std::to_string(id) + " " + std::to_string(event) + " " + toString(info));
+    }
+};
+
+// A component's callables, each noting what it is asked.
+std::shared_ptr<Callbacks> component(const std::string& name, native_handle_t** bind = nullptr) {
+    auto callbacks = std::make_shared<Callbacks>();
+    callbacks->getInfoCb = [name](std::vector<std::string> keys, uint32_t id) {
+        note("  " + name + " asked for " + std::to_string(keys.size()) + " keys of " +
+             std::to_string(id));
+        std::vector<CmtInfoStruct> items;
+        for (const std::string& key : keys)
+            items.push_back({static_cast<int32_t>(key.size()), name + ":" + key});
+        return items;
+    };
+    callbacks->captureBufferCb = [name, bind] {
+        note("  " + name + " captures");
+        if (bind == nullptr || *bind == nullptr) return;
+        uint32_t id = static_cast<uint32_t>(std::stoul(name.substr(name.find('#') + 1)));
+        note("  bindCaptured = " + shown(Codec2InfoInternal::bindCaptured(id, *bind)));
+    };
+    callbacks->releaseBufferCb = [name] { note("  " + name + " releases"); };
+    callbacks->enableCaptureCb = [name](bool enable, uint64_t value) {
+        note("  " + name + " capture " + shown(enable) + " " + std::to_string(value));
+    };
+    callbacks->c2DumpCb = [name](bool enable) { note("  " + name + " dump " + shown(enable)); };
+    callbacks->reloadPropCb = [name] { note("  " + name + " reloads its properties"); };
+    return callbacks;
+}
+
+class Target : public Codec2InfoDebugTarget {
+public:
+    explicit Target(std::string name) : mName(std::move(name)) {}
+    const std::string& targetName() override { return mName; }
+    void printUsage(int fd, int indent) override {
+        dprintf(fd, "%*s%s usage\n", indent, "", mName.c_str());
+    }
+    void dump(int fd, const std::vector<std::string_view>& args) override {
+        std::string words;
+        for (std::string_view arg : args) words += " " + std::string(arg);
+        note("  target " + mName + " runs with" + words);
+        dprintf(fd, "%s ran\n", mName.c_str());
+    }
+
+private:
+    std::string mName;
+};
+
+class SessionTest : public ServiceTest {
+protected:
+    Return<InfoReturn> add(const ST_STREAM_LIST& stream) {
+        return Codec2InfoInternal::addStreamInfo(stream);
+    }
+    Return<InfoReturn> remove(uint32_t id) {
+        return Codec2InfoInternal::removeStreamInfoByUniqueId(id);
+    }
+    Return<InfoReturn> update(uint32_t id, const Items& items) {
+        return Codec2InfoInternal::updateStreamInfo(id, items);
+    }
+    bool post(uint32_t id, NotifyEvent event, const CmtInfoStruct& payload = {}) {
+        return Codec2InfoInternal::postCodec2EventToAPK(id, event, payload);
+    }
+    std::string ids() {
+        return answered<InfoReturn, hidl_vec<ST_STREAM_LIST>>(
+                [&](auto cb) { mService->getStreamList(cb); });
+    }
+    std::string idList() {
+        return answered<CmtReturn, uint32_t, hidl_vec<uint64_t>>([&](auto cb) {
+            mService->getIdList([&](CmtReturn ret, auto type, const hidl_vec<uint64_t>& ids) {
+                cb(ret, static_cast<uint32_t>(type), ids);
+            });
+        });
+    }
+    std::string hwSync(uint64_t hwSyncId) {
+        return answered<InfoReturn, uint32_t>(
+                [&](auto cb) { mService->convertHwSyncIdToStreamId(hwSyncId, cb); });
+    }
+    std::string info(uint64_t id, const std::vector<std::string>& keys) {
+        return answered<CmtReturn, hidl_vec<CmtInfoStruct>>([&](auto cb) {
+            mService->getInfo(id, hidl_vec<hidl_string>(keys.begin(), keys.end()), cb);
+        });
+    }
+    // The service's lock is free again while the client is answered.
+    std::string capture(uint32_t id) {
+        return answered<InfoReturn, CAPTURE_BUFFER_DESCRIPTION>([&](auto cb) {
+            mService->getCurrentVDECBuffer(id, [&](InfoReturn ret, const auto& d) {
+                mService->getStreamList([](InfoReturn, const auto&) {});
+                cb(ret, d);
+            });
+        });
+    }
+    std::string listen(const sp<StreamEar>& ear) {
+        return answered<InfoReturn, uint64_t>(
+                [&](auto cb) { mService->registerStreamListener(ear, cb); });
+    }
+    std::string listen(uint64_t id, std::vector<std::string> names, const sp<EventEar>& ear) {
+        return answered<InfoReturn, uint64_t>([&](auto cb) {
+            mService->registerEventListener(id, hidl_vec<hidl_string>(names.begin(), names.end()),
+                                            ear, cb);
+        });
+    }
+    Return<CmtReturn> listen(uint64_t id, const sp<InfoEar>& ear, std::vector<uint64_t> events) {
+        return mService->registerListener(id, ear, hidl_vec<uint64_t>(events));
+    }
+    Return<InfoReturn> updateEvents(uint64_t id, std::vector<std::string> names) {
+        return mService->updateListenEvents(id, hidl_vec<hidl_string>(names.begin(), names.end()));
+    }
+    std::string debug(const std::vector<std::string>& words) {
+        std::string output = "words:";
+        for (const std::string& word : words) output += " '" + word + "'";
+        for (const std::string& line : linesOf(withoutSystemTimes(runDebug(*mService, words))))
+            output += "\n  | " + line;
+        return output;
+    }
+    std::string dropMode() {
+        return std::to_string(Codec2InfoInternal::getDropMode()) + " " +
+               std::to_string(Codec2InfoInternal::getBootCompleteTime());
+    }
+    // The switch is read again when a stream is added or removed.
+    void logSwitch(const char* value) {
+        property_set("vendor.qrv.c2infoservice.log", value);
+        add(makeStream(0xFFFF0000));
+        remove(0xFFFF0000);
+    }
+};
+
+TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
+    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+    __android_log_set_logger(logged);
+    note("# The registry: what components add, update and remove; what clients read.");
+    sp<StreamEar> streams = new StreamEar("streams");
+    CALL(listen(streams));
+    CALL(idList());
+    CALL(hwSync(5));
+    CALL(add(makeStream(8)));
+    CALL(ids());
+    CALL(add(makeStream(1, "first")));
+    CALL(add(makeStream(2)));
+    note("# Added again: replaced at the end, and nobody is told.");
+    ST_STREAM_LIST again = makeStream(1, "again");
+    again.width = 640;
+    CALL(add(again));
+    CALL(ids());
+    note("# Re-keying is the one way to two records of an id; removal drops both.");
+    uint32_t one = 1;
+    CALL(update(2, {{9, &one, 4}}));
+    CALL(remove(1));
+    CALL(remove(99));
+    CALL(ids());
+    note("# Each attribute is written with its width.");
+    int32_t source = -3, pqid = -9, interlace = 1, colorformat = 4;
+    uint32_t width = 3840, height = 2160, f3 = 13, f4 = 14, f5 = 15, f6 = 16, f7 = 17, rate = 50,
+             port = 8;
+    uint64_t hwSyncId = 0xABCDEF0123ull, luma = 0x1122334455ull, chroma = 0x5566778899ull;
+    CALL(update(8, {{0, &source, 4},
+                    {1, &width, 4},
+                    {2, &height, 4},
+                    {3, &f3, 4},
+                    {4, &f4, 4},
+                    {5, &f5, 4},
+                    {6, &f6, 4},
+                    {7, &f7, 4},
+                    {8, &rate, 4},
+                    {10, &pqid, 4},
+                    {11, &hwSyncId, 8},
+                    {12, &port, 4},
+                    {13, &interlace, 4},
+                    {14, &colorformat, 4},
+                    {15, &luma, 8},
+                    {16, &chroma, 8}}));
+    CALL(ids());
+    note("# A failing update keeps what it applied before.");
+    width = 720;
+    CALL(update(7, {}));
+    CALL(update(8, {{1, &width, 4}, {17, &width, 4}}));
+    CALL(update(8, {{-1, &width, 4}}));
+    CALL(update(8, {{2, nullptr, 4}}));
+    CALL(update(8, {}));
+    CALL(ids());
+    CALL(remove(8));
+    note("# The oldest stream of a sync id answers; all 64 bits count.");
+    ST_STREAM_LIST older = makeStream(4), newer = makeStream(3);
+    older.hwSyncId = newer.hwSyncId = 0x700000001ull;
+    CALL(add(older));
+    CALL(add(newer));
+    CALL(hwSync(0x700000001ull));
+    CALL(hwSync(1));
+    CALL(add(makeStream(0xFFFFFFF0)));
+    CALL(idList());
+    for (uint32_t id : {2u, 3u, 4u, 0xFFFFFFF0u}) remove(id);
+
+    note("# Stream listeners: ids from 0, told in id order; the same object twice is two.");
+    sp<StreamEar> second = new StreamEar("second");
+    CALL(listen(second));
+    CALL(listen(streams));
+    CALL(add(makeStream(7, "text")));
+    CALL(remove(7));
+    CALL(mService->unregisterStreamListener(2));
+    CALL(mService->unregisterStreamListener(2));
+    note("# A listener whose transport fails is logged and kept.");
+    DO(streams->setTransportFailing(true));
+    CALL(add(makeStream(3)));
+    DO(streams->setTransportFailing(false));
+    CALL(remove(3));
+    note("# A dead listener is dropped without a call; dead after leaving, it is not found.");
+    logSwitch("1");
+    DO(second->die());
+    CALL(add(makeStream(4)));
+    CALL(mService->unregisterStreamListener(0));
+    DO(streams->die());
+    logSwitch("0");
+    note("# One that cannot be linked is said so and kept; a null one takes no id.");
+    sp<StreamEar> dead = new StreamEar("dead");
+    DO(dead->die());
+    CALL(listen(dead));
+    CALL(listen(nullptr));
+    sp<StreamEar> last = new StreamEar("last");
+    CALL(listen(last));
+    CALL(remove(4));
+    CALL(mService->unregisterStreamListener(3));
+    CALL(mService->unregisterStreamListener(4));
+
+    note("# Event listeners: the stream's and the event's, in id order, once each.");
+    sp<EventEar> resolution = new EventEar("resolution"), both = new EventEar("both"),
+                 otherStream = new EventEar("otherStream"), hdr = new EventEar("hdr");
+    CALL(listen(5, {"resolution_change"}, resolution));
+    CALL(listen(5, {"hdr_change", "resolution_change", "resolution_change"}, both));
+    CALL(listen(6, {"resolution_change"}, otherStream));
+    CALL(listen(5, {"hdr_change"}, hdr));
+    CALL(post(5, NotifyEvent::RESOLUTION_CHANGE, {42, "1920x1080"}));
+    note("# Names resolve exactly; unknown ones are skipped with a warning.");
+    sp<EventEar> vrr = new EventEar("vrr");
+    CALL(listen(1, {"HDR_CHANGE", "vrr_change", ""}, vrr));
+    CALL(post(1, NotifyEvent::HDR_CHANGE));
+    CALL(post(1, NotifyEvent::VRR_CHANGE));
+    note("# Updating the events replaces the subscription.");
+    sp<EventEar> signal = new EventEar("signal");
+    CALL(listen(1, {}, signal));
+    CALL(post(1, NotifyEvent::SIGNAL_CHANGE));
+    CALL(updateEvents(5, {"signal_change", "nonsense"}));
+    CALL(post(1, NotifyEvent::SIGNAL_CHANGE));
+    CALL(updateEvents(99, {"signal_change"}));
+    note("# Unregistered, failing and dead listeners are handled apart.");
+    sp<EventEar> leaving = new EventEar("leaving"), failing = new EventEar("failing"),
+                 dying = new EventEar("dying"), staying = new EventEar("staying");
+    for (const sp<EventEar>& ear : {leaving, failing, dying, staying})
+        listen(2, {"afd_change"}, ear);
+    CALL(mService->unregisterEventListener(6));
+    DO(failing->setTransportFailing(true));
+    DO(dying->die());
+    CALL(post(2, NotifyEvent::AFD_CHANGE));
+    CALL(mService->unregisterEventListener(6));
+    CALL(listen(2, {"hdr_change"}, nullptr));
+
+    note("# Information listeners: one per stream, and only for a stream that is there.");
+    sp<InfoEar> app = new InfoEar("app");
+    CALL(mService->unregisterListener(3));
+    CALL(add(makeStream(3)));
+    CALL(listen(0x100000003ull, app, {}));
+    CALL(listen(4, app, {}));
+    CALL(listen(3, nullptr, {}));
+    CALL(listen(3, app, {}));
+    CALL(mService->unregisterListener(7));
+    CALL(mService->unregisterListener(0x500000003ull));
+    CALL(post(3, NotifyEvent::HDR_CHANGE));
+    note("# It hears the value with an empty payload, after the event listeners.");
+    sp<EventEar> events = new EventEar("events");
+    CALL(listen(3, {"hdr_change"}, events));
+    CALL(listen(3, app, {}));
+    CALL(post(3, NotifyEvent::HDR_CHANGE, {42, "1920x1080"}));
+    CALL(post(3, NotifyEvent::NONE, {42, "1920x1080"}));
+    note("# Its filter decides; registering again replaces listener and filter.");
+    CALL(listen(3, app, {8, 27}));
+    CALL(post(3, NotifyEvent::BITRATE_CHANGE));
+    CALL(post(3, NotifyEvent::HDR_CHANGE));
+    CALL(post(4, NotifyEvent::BITRATE_CHANGE));
+    sp<InfoEar> replacement = new InfoEar("replacement");
+    CALL(listen(3, replacement, {0x100000009ull}));
+    note("# Event values keep their high bits.");
+    CALL(post(3, static_cast<NotifyEvent>(0x100000009ull)));
+    CALL(post(3, NotifyEvent::HDR_CHANGE));
+    note("# It outlives its stream.");
+    CALL(listen(3, replacement, {}));
+    CALL(remove(3));
+    CALL(post(3, NotifyEvent::HDR_CHANGE));
+    CALL(listen(3, app, {}));
+    CALL(mService->unregisterListener(3));
+
+    note("# Event names, both ways.");
+    for (uint64_t value = 0; value <= 30; ++value) {
+        std::string name = mService->eventToString(static_cast<NotifyEvent>(value));
+        note("  " + std::to_string(value) + " " + name + " " +
+             std::to_string(static_cast<uint64_t>(mService->stringToEvent(name))));
+    }
+    CALL(mService->stringToEvent("Resolution_change"));
+    CALL(mService->stringToEvent("resolution_change "));
+
+    note("# Component callables: reached by the id's lower bits, replaced whole.");
+    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(component("c#5"), 5));
+    CALL(info(0x700000005ull, {"width", "hdr"}));
+    auto silent = std::make_shared<Callbacks>();
+    silent->captureBufferCb = [] {};
+    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(silent, 2));
+    CALL(info(1, {"width"}));
+    CALL(info(2, {"width"}));
+    CALL(mService->enableCapture(1, true, 0));
+    std::shared_ptr<Callbacks> first = component("old#9");
+    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(first, 9));
+    DO(first->getInfoCb = nullptr);
+    CALL(info(9, {"k"}));
+    auto answering = std::make_shared<Callbacks>();
+    answering->getInfoCb = component("new#9")->getInfoCb;
+    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(answering, 9));
+    CALL(info(9, {"k"}));
+    CALL(mService->releaseVDECBuffer(9));
+    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(nullptr, 3));
+    CALL(info(3, {}));
+    note("# Removing a stream drops its callables.");
+    logSwitch("1");
+    CALL(remove(5));
+    CALL(info(5, {}));
+    logSwitch("0");
+
+    note("# Capture: the bound buffer with its stream's geometry; formats 3 and up halve it.");
+    native_handle_t* bound = nullptr;
+    native_handle_t* buffers[] = {native_handle_create(1, 0), native_handle_create(1, 0)};
+    for (native_handle_t* buffer : buffers) {
+        buffer->data[0] = memfd_create("capture", MFD_CLOEXEC);
+        gHandleNames[buffer] = "buffer" + std::to_string(gHandleNames.size());
+    }
+    gHandleNames[nullptr] = "none";
+    CALL(capture(1));
+    CALL(mService->releaseVDECBuffer(1));
+    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(component("capturer#1", &bound), 1));
+    DO(bound = buffers[0]);
+    for (int32_t format : {2, 3, 0x7fffffff, -1}) {
+        ST_STREAM_LIST stream = makeStream(1);
+        stream.colorformat = format;
+        stream.interlace = 1;
+        CALL(add(stream));
+        CALL(capture(1));
+    }
+    note("# A component that binds nothing: the earlier buffer until it is released.");
+    DO(bound = nullptr);
+    CALL(capture(1));
+    CALL(mService->releaseVDECBuffer(1));
+    CALL(capture(1));
+    CALL(mService->releaseVDECBuffer(1));
+    CALL(mService->enableCapture(1, true, 0xFFFFFFFFFFull));
+    CALL(mService->enableCapture(1, false, 0));
+    note("# An empty bind keeps the earlier buffer; one slot serves every stream.");
+    CALL(Codec2InfoInternal::bindCaptured(5, hidl_handle()));
+    CALL(Codec2InfoInternal::bindCaptured(9, hidl_handle(buffers[1])));
+    CALL(capture(1));
+    note("# A stream missing from the registry still gets its buffer.");
+    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(component("capturer#6", &bound), 6));
+    DO(bound = buffers[0]);
+    CALL(capture(6));
+    remove(1);
+    remove(6);
+
+    note("# Drop modes: the timed bit stays while the plain one follows the switch.");
+    CALL(dropMode());
+    DO(mService->setDropMode(true));
+    CALL(dropMode());
+    DO(mService->setDropMode(false));
+    DO(mService->setTimedDropMode(5));
+    DO(mService->setDropMode(true));
+    CALL(dropMode());
+    DO(mService->setDropMode(false));
+    DO(mService->setTimedDropMode(-42));
+    CALL(dropMode());
+
+    note("# lshal debug: words, parameters, targets and the monitor's switch.");
+    DO(mService->addDebugTarget(std::make_shared<Target>("Scaler")));
+    DO(mService->addDebugTarget(std::make_shared<Target>("scaler")));
+    DO(mService->addDebugTarget(nullptr));
+    DO(mService->addDebugTarget(std::make_shared<Target>("")));
+    for (std::vector<std::string> words :
+         std::vector<std::vector<std::string>>{{"--HeLp"},
+                                               {"help"},
+                                               {"-help"},
+                                               {"--nonsense", "1"},
+                                               {"--"},
+                                               {"--RESET", "ignored"},
+                                               {"--SCALER"},
+                                               {"--scaler", "stats", "-v"}})
+        CALL(debug(words));
+    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(component("dumper#7"), 7));
+    for (std::vector<std::string> words :
+         std::vector<std::vector<std::string>>{{"--c2dump", "7"},
+                                               {"--C2Dump", "", "1"},
+                                               {"--c2dump", "7", ""},
+                                               {"--c2dump", "seven", "1"},
+                                               {"--c2dump", "99999999999", "1"},
+                                               {"--c2dump", "7", "0"},
+                                               {"--c2dump", " 7", "2x"},
+                                               {"--c2dump", "8", "1"},
+                                               {"--c2dump", "-2147483648", "1"}})
+        CALL(debug(words));
+    native_handle_t* noFds = native_handle_create(0, 0);
+    CALL(mService->debug(hidl_handle(noFds), {"--help"}).isOk());
+    CALL(mService->debug(hidl_handle(), {"--help"}).isOk());
+    native_handle_delete(noFds);
+    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(component("other#8"), 8));
+    property_set("vendor.qrv.c2infoservice.log", "1");
+    CALL(debug({"--reloadprop"}));
+    CALL(Codec2InfoInternal::getDropMode());
+    logSwitch("0");
+    for (const char* word :
+         {"--dump", "--owner", "--disable", "--enable", "--ENABLE", "--disable", "--disable"})
+        CALL(debug({word}));
+    remove(7);
+    remove(8);
+
+    __android_log_set_logger(__android_log_stderr_logger);
+    for (native_handle_t* buffer : buffers) {
+        native_handle_close(buffer);
+        native_handle_delete(buffer);
+    }
+    EXPECT_EQ(gTranscript, golden("session.txt"));
+}
+
+TEST(ServiceObjectTest, ConcurrentFirstCallsShareOneInstance) {
+    constexpr int kThreads = 8;
+    std::vector<Codec2InfoService*> seen(kThreads);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&seen, i] { seen[i] = Codec2InfoService::getInstance().get(); });
+    }
+    for (std::thread& t : threads) t.join();
+    for (Codec2InfoService* service : seen) EXPECT_EQ(service, seen[0]);
+    EXPECT_NE(seen[0], nullptr);
+}
+
+TEST(ServiceObjectTest, DropModeReadersBeforeTheServiceExistsAnswerZero) {
+    EXPECT_EQ(Codec2InfoInternal::getDropMode(), 0u);
+    EXPECT_EQ(Codec2InfoInternal::getBootCompleteTime(), 0);
+}
+
+}  // namespace
+}  // namespace c2info_test
