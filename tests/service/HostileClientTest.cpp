@@ -196,28 +196,6 @@ TEST_F(HostileClientTest, NothingFreesACapturedBufferBeforeTheClientHasIt) {
     }
 }
 
-TEST_F(HostileClientTest, AStreamThatGoesTakesItsCapturedBufferWithIt) {
-    CapturingComponent component;
-    for (uint32_t id : {1u, 2u}) Codec2InfoInternal::addStreamInfo(makeStream(id));
-    Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(1, true), 1);
-    Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(2, false), 2);
-    auto capture = [&](uint32_t id) {
-        InfoReturn result = InfoReturn::FAILURE;
-        mService->getCurrentVDECBuffer(
-                id, [&](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION&) { result = ret; });
-        return result;
-    };
-    EXPECT_EQ(capture(1), InfoReturn::SUCCESS);
-    // Another stream's capture still reports a buffer whose stream lives,
-    // even once that other stream is gone.
-    EXPECT_EQ(capture(2), InfoReturn::SUCCESS);
-    Codec2InfoInternal::removeStreamInfoByUniqueId(2);
-    Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(2, false), 2);
-    EXPECT_EQ(capture(2), InfoReturn::SUCCESS);
-    Codec2InfoInternal::removeStreamInfoByUniqueId(1);
-    EXPECT_EQ(capture(2), InfoReturn::FAILURE);
-}
-
 // Before, the names were resolved and their warnings written under the main
 // lock: a client's long list held up every component's posts for as long as
 // the log took. Here a post must get through while the warnings are written.

@@ -1,11 +1,13 @@
 // One scripted session of components and clients on a fresh service: each
 // call with its answer, every line logged with its priority, and all that
 // listeners, components and debug targets are told, in order, against
-// golden/session.txt. The script's comments say what each part pins.
+// golden/session.txt. Calls made from inside a callback show between the
+// outer call and its answer. The script's comments say what each part pins.
 #include <android/log.h>
 #include <cutils/properties.h>
 #include <sys/mman.h>
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -17,8 +19,9 @@ namespace {
 
 using ::android::hardware::toString;
 using ::vendor::larkspan::hardware::c2::info::implementation::Codec2InfoDebugTarget;
-using ::vendor::larkspan::hardware::c2::info::V1_0::CAPTURE_BUFFER_DESCRIPTION;
+using ::vendor::larkspan::hardware::cmt::V1_0::CmtIdType;
 using Items = std::vector<StreamInfoItem>;
+using Words = hidl_vec<hidl_string>;
 
 std::mutex gLock;
 std::string gTranscript;
@@ -55,18 +58,14 @@ std::string shown(const CAPTURE_BUFFER_DESCRIPTION& d) {
                         gHandleNames.at(d.buffer.getNativeHandle()));
 }
 
-// The answer of a method that replies through a callback, and how often it
+// The reply of a method that replies through a callback, and how often it
 // replied when that is not once.
 template <typename... Answer, typename Method>
 std::string answered(Method&& method) {
+    auto [calls, answer] = answerOf<Answer...>(method);
     std::string text;
-    int calls = 0;
-    method([&](const Answer&... answer) {
-        ++calls;
-        text.clear();
-        ((text += (text.empty() ? "" : " ") + shown(answer)), ...);
-    });
-    return calls == 1 ? text : text + " (answered " + std::to_string(calls) + " times)";
+    std::apply([&](const auto&... value) { ((text += " " + shown(value)), ...); }, answer);
+    return text.substr(1) + (calls == 1 ? "" : " (replied " + std::to_string(calls) + " times)");
 }
 
 #define CALL(expr)                        \
@@ -81,15 +80,18 @@ std::string answered(Method&& method) {
         statement;             \
     } while (false)
 
+// A listener that notes what it hears, then does what the script asks of it.
 template <typename Interface>
 class Ear : public RemotePeer<Interface> {
 public:
     explicit Ear(std::string name) : mName(std::move(name)) {}
+    std::function<void()> then;
 
 protected:
     Return<void> hear(const std::string& what) {
         if (Status status = this->transportStatus(); !status.isOk()) return status;
         note("  " + mName + " hears " + what);
+        if (then) then();
         return Void();
     }
 
@@ -118,7 +120,8 @@ struct InfoEar : Ear<ICmtInfoServiceListener> {
     }
 };
 
-// A component's callables, each noting what it is asked.
+// The callables of component NAME#ID, each noting what it is asked; a
+// capture binds what `bind` points to, if anything.
 std::shared_ptr<Callbacks> component(const std::string& name, native_handle_t** bind = nullptr) {
     auto callbacks = std::make_shared<Callbacks>();
     callbacks->getInfoCb = [name](std::vector<std::string> keys, uint32_t id) {
@@ -176,56 +179,61 @@ protected:
     bool post(uint32_t id, NotifyEvent event, const CmtInfoStruct& payload = {}) {
         return Codec2InfoInternal::postCodec2EventToAPK(id, event, payload);
     }
-    std::string ids() {
+    void setComponent(uint32_t id, std::shared_ptr<Callbacks> callbacks) {
+        Codec2InfoInternal::setCodec2InfoServiceCallback(std::move(callbacks), id);
+    }
+    std::string streams() {
         return answered<InfoReturn, hidl_vec<ST_STREAM_LIST>>(
                 [&](auto cb) { mService->getStreamList(cb); });
     }
     std::string idList() {
-        return answered<CmtReturn, uint32_t, hidl_vec<uint64_t>>([&](auto cb) {
-            mService->getIdList([&](CmtReturn ret, auto type, const hidl_vec<uint64_t>& ids) {
-                cb(ret, static_cast<uint32_t>(type), ids);
-            });
-        });
+        return answered<CmtReturn, CmtIdType, hidl_vec<uint64_t>>(
+                [&](auto cb) { mService->getIdList(cb); });
     }
     std::string hwSync(uint64_t hwSyncId) {
         return answered<InfoReturn, uint32_t>(
                 [&](auto cb) { mService->convertHwSyncIdToStreamId(hwSyncId, cb); });
     }
-    std::string info(uint64_t id, const std::vector<std::string>& keys) {
-        return answered<CmtReturn, hidl_vec<CmtInfoStruct>>([&](auto cb) {
-            mService->getInfo(id, hidl_vec<hidl_string>(keys.begin(), keys.end()), cb);
-        });
+    std::string info(uint64_t id, const Words& keys) {
+        return answered<CmtReturn, hidl_vec<CmtInfoStruct>>(
+                [&](auto cb) { mService->getInfo(id, keys, cb); });
     }
-    // The service's lock is free again while the client is answered.
+    // The service's lock is free again while the client is answered; the
+    // handle is named while it is the service's.
     std::string capture(uint32_t id) {
-        return answered<InfoReturn, CAPTURE_BUFFER_DESCRIPTION>([&](auto cb) {
+        return answered<InfoReturn, std::string>([&](auto cb) {
             mService->getCurrentVDECBuffer(id, [&](InfoReturn ret, const auto& d) {
                 mService->getStreamList([](InfoReturn, const auto&) {});
-                cb(ret, d);
+                cb(ret, shown(d));
             });
         });
     }
+    // The id answered is kept in mLastId.
     std::string listen(const sp<StreamEar>& ear) {
-        return answered<InfoReturn, uint64_t>(
+        auto [calls, answer] = answerOf<InfoReturn, uint64_t>(
                 [&](auto cb) { mService->registerStreamListener(ear, cb); });
+        mLastId = std::get<1>(answer);
+        return shown(std::get<0>(answer)) + " " + std::to_string(mLastId);
     }
-    std::string listen(uint64_t id, std::vector<std::string> names, const sp<EventEar>& ear) {
-        return answered<InfoReturn, uint64_t>([&](auto cb) {
-            mService->registerEventListener(id, hidl_vec<hidl_string>(names.begin(), names.end()),
-                                            ear, cb);
-        });
+    std::string listen(uint64_t id, const Words& names, const sp<EventEar>& ear) {
+        auto [calls, answer] = answerOf<InfoReturn, uint64_t>(
+                [&](auto cb) { mService->registerEventListener(id, names, ear, cb); });
+        mLastId = std::get<1>(answer);
+        return shown(std::get<0>(answer)) + " " + std::to_string(mLastId);
     }
-    Return<CmtReturn> listen(uint64_t id, const sp<InfoEar>& ear, std::vector<uint64_t> events) {
-        return mService->registerListener(id, ear, hidl_vec<uint64_t>(events));
+    Return<CmtReturn> listen(uint64_t id, const sp<InfoEar>& ear, hidl_vec<uint64_t> events) {
+        return mService->registerListener(id, ear, events);
     }
-    Return<InfoReturn> updateEvents(uint64_t id, std::vector<std::string> names) {
-        return mService->updateListenEvents(id, hidl_vec<hidl_string>(names.begin(), names.end()));
-    }
-    std::string debug(const std::vector<std::string>& words) {
-        std::string output = "words:";
-        for (const std::string& word : words) output += " '" + word + "'";
-        for (const std::string& line : linesOf(withoutSystemTimes(runDebug(*mService, words))))
-            output += "\n  | " + line;
+    // Words separated by '|'; what the command printed follows them.
+    std::string debug(const std::string& line) {
+        std::vector<std::string> words(1);
+        for (char c : line) {
+            if (c == '|') words.emplace_back();
+            if (c != '|') words.back() += c;
+        }
+        std::string output = line;
+        for (const std::string& printed : linesOf(withoutSystemTimes(runDebug(*mService, words))))
+            output += "\n  | " + printed;
         return output;
     }
     std::string dropMode() {
@@ -238,61 +246,94 @@ protected:
         add(makeStream(0xFFFF0000));
         remove(0xFFFF0000);
     }
+
+    // Every entry point, called from inside a callback of stream 5: refused
+    // with its failure result where the thread holds the lock it needs,
+    // answered as on any other thread elsewhere.
+    void callEverything(const sp<InfoEar>& app) {
+        uint32_t width = 1920;
+        sp<StreamEar> nestedStreams = new StreamEar("nestedStreams");
+        sp<EventEar> nestedEvents = new EventEar("nestedEvents");
+        CALL(add(makeStream(6)));
+        CALL(remove(6));
+        CALL(update(5, {{1, &width, 4}}));
+        CALL(mService->unregisterListener(5));
+        CALL(listen(5, app, {}));
+        CALL(listen(nestedStreams));
+        CALL(mService->unregisterStreamListener(mLastId));
+        CALL(listen(5, {"hdr_change"}, nestedEvents));
+        CALL(mService->updateListenEvents(mLastId, {}));
+        CALL(mService->unregisterEventListener(mLastId));
+        CALL(idList());
+        CALL(streams());
+        CALL(info(5, {"codec"}));
+        CALL(hwSync(makeStream(5).hwSyncId));
+        CALL(capture(5));
+        CALL(mService->releaseVDECBuffer(5));
+        CALL(mService->enableCapture(5, true, 0));
+        CALL(debug("--reset"));
+        CALL(post(5, NotifyEvent::HDR_CHANGE));
+    }
+
+    uint64_t mLastId = 0;
 };
 
 TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     __android_log_set_logger(logged);
     note("# The registry: what components add, update and remove; what clients read.");
-    sp<StreamEar> streams = new StreamEar("streams");
-    CALL(listen(streams));
+    sp<StreamEar> first = new StreamEar("first");
+    CALL(listen(first));
     CALL(idList());
     CALL(hwSync(5));
     CALL(add(makeStream(8)));
-    CALL(ids());
-    CALL(add(makeStream(1, "first")));
+    CALL(streams());
+    CALL(add(makeStream(1, "one")));
     CALL(add(makeStream(2)));
     note("# Added again: replaced at the end, and nobody is told.");
     ST_STREAM_LIST again = makeStream(1, "again");
     again.width = 640;
     CALL(add(again));
-    CALL(ids());
+    CALL(streams());
     note("# Re-keying is the one way to two records of an id; removal drops both.");
     uint32_t one = 1;
     CALL(update(2, {{9, &one, 4}}));
     CALL(remove(1));
     CALL(remove(99));
-    CALL(ids());
-    note("# Each attribute is written with its width.");
-    int32_t source = -3, pqid = -9, interlace = 1, colorformat = 4;
-    uint32_t width = 3840, height = 2160, f3 = 13, f4 = 14, f5 = 15, f6 = 16, f7 = 17, rate = 50,
-             port = 8;
-    uint64_t hwSyncId = 0xABCDEF0123ull, luma = 0x1122334455ull, chroma = 0x5566778899ull;
-    CALL(update(8, {{0, &source, 4},
-                    {1, &width, 4},
-                    {2, &height, 4},
-                    {3, &f3, 4},
-                    {4, &f4, 4},
-                    {5, &f5, 4},
-                    {6, &f6, 4},
-                    {7, &f7, 4},
-                    {8, &rate, 4},
-                    {10, &pqid, 4},
-                    {11, &hwSyncId, 8},
-                    {12, &port, 4},
-                    {13, &interlace, 4},
-                    {14, &colorformat, 4},
-                    {15, &luma, 8},
-                    {16, &chroma, 8}}));
-    CALL(ids());
+    CALL(streams());
+    note("# Each attribute is written with its width: 64 bits for 11, 15 and 16.");
+    uint64_t values[17] = {static_cast<uint64_t>(-3),
+                           3840,
+                           2160,
+                           13,
+                           14,
+                           15,
+                           16,
+                           17,
+                           50,
+                           0,
+                           static_cast<uint64_t>(-9),
+                           0xABCDEF0123,
+                           8,
+                           1,
+                           4,
+                           0x1122334455,
+                           0x5566778899};
+    Items everything;
+    for (int32_t attr = 0; attr < 17; ++attr) {
+        if (attr != 9)
+            everything.push_back({attr, &values[attr], attr == 11 || attr >= 15 ? 8 : 4});
+    }
+    CALL(update(8, everything));
+    CALL(streams());
     note("# A failing update keeps what it applied before.");
-    width = 720;
+    uint32_t width = 720;
     CALL(update(7, {}));
     CALL(update(8, {{1, &width, 4}, {17, &width, 4}}));
     CALL(update(8, {{-1, &width, 4}}));
     CALL(update(8, {{2, nullptr, 4}}));
     CALL(update(8, {}));
-    CALL(ids());
+    CALL(streams());
     CALL(remove(8));
     note("# The oldest stream of a sync id answers; all 64 bits count.");
     ST_STREAM_LIST older = makeStream(4), newer = makeStream(3);
@@ -308,33 +349,37 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     note("# Stream listeners: ids from 0, told in id order; the same object twice is two.");
     sp<StreamEar> second = new StreamEar("second");
     CALL(listen(second));
-    CALL(listen(streams));
+    CALL(listen(first));
     CALL(add(makeStream(7, "text")));
     CALL(remove(7));
     CALL(mService->unregisterStreamListener(2));
     CALL(mService->unregisterStreamListener(2));
     note("# A listener whose transport fails is logged and kept.");
-    DO(streams->setTransportFailing(true));
+    DO(first->setTransportFailing(true));
     CALL(add(makeStream(3)));
-    DO(streams->setTransportFailing(false));
+    DO(first->setTransportFailing(false));
     CALL(remove(3));
     note("# A dead listener is dropped without a call; dead after leaving, it is not found.");
     logSwitch("1");
     DO(second->die());
     CALL(add(makeStream(4)));
     CALL(mService->unregisterStreamListener(0));
-    DO(streams->die());
+    DO(first->die());
     logSwitch("0");
     note("# One that cannot be linked is said so and kept; a null one takes no id.");
-    sp<StreamEar> dead = new StreamEar("dead");
+    sp<StreamEar> dead = new StreamEar("dead"), last = new StreamEar("last");
     DO(dead->die());
     CALL(listen(dead));
     CALL(listen(nullptr));
-    sp<StreamEar> last = new StreamEar("last");
     CALL(listen(last));
     CALL(remove(4));
     CALL(mService->unregisterStreamListener(3));
+    note("# One that dies in the middle of its notification is dropped once it is over.");
+    DO(last->then = [&] { last->dieDuringCall(); });
+    CALL(add(makeStream(4)));
+    DO(last->awaitObituaries());
     CALL(mService->unregisterStreamListener(4));
+    remove(4);
 
     note("# Event listeners: the stream's and the event's, in id order, once each.");
     sp<EventEar> resolution = new EventEar("resolution"), both = new EventEar("both"),
@@ -353,14 +398,15 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     sp<EventEar> signal = new EventEar("signal");
     CALL(listen(1, {}, signal));
     CALL(post(1, NotifyEvent::SIGNAL_CHANGE));
-    CALL(updateEvents(5, {"signal_change", "nonsense"}));
+    CALL(mService->updateListenEvents(mLastId, {"signal_change", "nonsense"}));
     CALL(post(1, NotifyEvent::SIGNAL_CHANGE));
-    CALL(updateEvents(99, {"signal_change"}));
+    CALL(mService->updateListenEvents(99, {"signal_change"}));
     note("# Unregistered, failing and dead listeners are handled apart.");
     sp<EventEar> leaving = new EventEar("leaving"), failing = new EventEar("failing"),
                  dying = new EventEar("dying"), staying = new EventEar("staying");
-    for (const sp<EventEar>& ear : {leaving, failing, dying, staying})
+    for (const sp<EventEar>& ear : {leaving, failing, dying, staying}) {
         listen(2, {"afd_change"}, ear);
+    }
     CALL(mService->unregisterEventListener(6));
     DO(failing->setTransportFailing(true));
     DO(dying->die());
@@ -412,24 +458,24 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     CALL(mService->stringToEvent("resolution_change "));
 
     note("# Component callables: reached by the id's lower bits, replaced whole.");
-    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(component("c#5"), 5));
+    DO(setComponent(5, component("c#5")));
     CALL(info(0x700000005ull, {"width", "hdr"}));
     auto silent = std::make_shared<Callbacks>();
     silent->captureBufferCb = [] {};
-    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(silent, 2));
+    DO(setComponent(2, silent));
     CALL(info(1, {"width"}));
     CALL(info(2, {"width"}));
     CALL(mService->enableCapture(1, true, 0));
-    std::shared_ptr<Callbacks> first = component("old#9");
-    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(first, 9));
-    DO(first->getInfoCb = nullptr);
+    std::shared_ptr<Callbacks> old = component("old#9");
+    DO(setComponent(9, old));
+    DO(old->getInfoCb = nullptr);
     CALL(info(9, {"k"}));
     auto answering = std::make_shared<Callbacks>();
     answering->getInfoCb = component("new#9")->getInfoCb;
-    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(answering, 9));
+    DO(setComponent(9, answering));
     CALL(info(9, {"k"}));
     CALL(mService->releaseVDECBuffer(9));
-    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(nullptr, 3));
+    DO(setComponent(3, nullptr));
     CALL(info(3, {}));
     note("# Removing a stream drops its callables.");
     logSwitch("1");
@@ -447,7 +493,7 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     gHandleNames[nullptr] = "none";
     CALL(capture(1));
     CALL(mService->releaseVDECBuffer(1));
-    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(component("capturer#1", &bound), 1));
+    DO(setComponent(1, component("capturer#1", &bound)));
     DO(bound = buffers[0]);
     for (int32_t format : {2, 3, 0x7fffffff, -1}) {
         ST_STREAM_LIST stream = makeStream(1);
@@ -468,12 +514,60 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     CALL(Codec2InfoInternal::bindCaptured(5, hidl_handle()));
     CALL(Codec2InfoInternal::bindCaptured(9, hidl_handle(buffers[1])));
     CALL(capture(1));
+    remove(1);
     note("# A stream missing from the registry still gets its buffer.");
-    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(component("capturer#6", &bound), 6));
+    DO(setComponent(6, component("capturer#6", &bound)));
     DO(bound = buffers[0]);
     CALL(capture(6));
-    remove(1);
     remove(6);
+    note("# The buffer of a stream that goes goes with it, whoever captured it since.");
+    DO(setComponent(11, component("taker#11", &bound)));
+    DO(setComponent(12, component("idle#12")));
+    CALL(add(makeStream(11)));
+    CALL(add(makeStream(12)));
+    CALL(capture(11));
+    CALL(capture(12));
+    CALL(remove(12));
+    DO(setComponent(12, component("idle#12")));
+    CALL(capture(12));
+    CALL(remove(11));
+    CALL(capture(12));
+    remove(12);
+
+    note("# Nested calls: stream and information listeners, components.");
+    sp<StreamEar> asking = new StreamEar("asking");
+    CALL(listen(asking));
+    DO(asking->then = [&] { CALL(listen(5, app, {})); });
+    CALL(add(makeStream(5)));
+    CALL(remove(5));
+    CALL(mService->unregisterListener(5));
+    DO(asking->then = [&] { CALL(streams()); });
+    CALL(add(makeStream(5)));
+    CALL(mService->unregisterStreamListener(mLastId));
+    auto nesting = component("nesting#5", &bound);
+    nesting->enableCaptureCb = [&](bool, uint64_t) { CALL(post(5, NotifyEvent::HDR_CHANGE)); };
+    nesting->getInfoCb = [&](std::vector<std::string>, uint32_t) {
+        CALL(update(5, {{1, &width, 4}}));
+        return std::vector<CmtInfoStruct>{{7, "codec"}};
+    };
+    DO(setComponent(5, nesting));
+    DO(bound = buffers[1]);
+    CALL(mService->enableCapture(5, true, 0));
+    CALL(info(5, {"codec"}));
+    note("# Event listeners are told under the main lock; the information listener is not.");
+    sp<EventEar> nester = new EventEar("nester");
+    CALL(listen(5, {"hdr_change"}, nester));
+    CALL(listen(5, app, {}));
+    DO(nester->then = [&] { callEverything(app); });
+    CALL(post(5, NotifyEvent::HDR_CHANGE));
+    DO(nester->then = nullptr);
+    DO(app->then = [&] { callEverything(app); });
+    CALL(post(5, NotifyEvent::HDR_CHANGE));
+    DO(app->then = nullptr);
+    CALL(post(5, NotifyEvent::HDR_CHANGE));
+    CALL(streams());
+    CALL(mService->unregisterListener(5));
+    remove(5);
 
     note("# Drop modes: the timed bit stays while the plain one follows the switch.");
     CALL(dropMode());
@@ -492,40 +586,27 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     DO(mService->addDebugTarget(std::make_shared<Target>("scaler")));
     DO(mService->addDebugTarget(nullptr));
     DO(mService->addDebugTarget(std::make_shared<Target>("")));
-    for (std::vector<std::string> words :
-         std::vector<std::vector<std::string>>{{"--HeLp"},
-                                               {"help"},
-                                               {"-help"},
-                                               {"--nonsense", "1"},
-                                               {"--"},
-                                               {"--RESET", "ignored"},
-                                               {"--SCALER"},
-                                               {"--scaler", "stats", "-v"}})
+    DO(setComponent(7, component("dumper#7")));
+    for (const char* words :
+         {"--HeLp", "help", "-help", "--nonsense|1", "--", "--RESET|ignored", "--SCALER",
+          "--scaler|stats|-v", "--c2dump|7", "--C2Dump||1", "--c2dump|7|", "--c2dump|seven|1",
+          "--c2dump|99999999999|1", "--c2dump|7|0", "--c2dump| 7|2x", "--c2dump|8|1",
+          "--c2dump|-2147483648|1"}) {
         CALL(debug(words));
-    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(component("dumper#7"), 7));
-    for (std::vector<std::string> words :
-         std::vector<std::vector<std::string>>{{"--c2dump", "7"},
-                                               {"--C2Dump", "", "1"},
-                                               {"--c2dump", "7", ""},
-                                               {"--c2dump", "seven", "1"},
-                                               {"--c2dump", "99999999999", "1"},
-                                               {"--c2dump", "7", "0"},
-                                               {"--c2dump", " 7", "2x"},
-                                               {"--c2dump", "8", "1"},
-                                               {"--c2dump", "-2147483648", "1"}})
-        CALL(debug(words));
+    }
     native_handle_t* noFds = native_handle_create(0, 0);
     CALL(mService->debug(hidl_handle(noFds), {"--help"}).isOk());
     CALL(mService->debug(hidl_handle(), {"--help"}).isOk());
     native_handle_delete(noFds);
-    DO(Codec2InfoInternal::setCodec2InfoServiceCallback(component("other#8"), 8));
+    DO(setComponent(8, component("other#8")));
     property_set("vendor.qrv.c2infoservice.log", "1");
-    CALL(debug({"--reloadprop"}));
+    CALL(debug("--reloadprop"));
     CALL(Codec2InfoInternal::getDropMode());
     logSwitch("0");
     for (const char* word :
-         {"--dump", "--owner", "--disable", "--enable", "--ENABLE", "--disable", "--disable"})
-        CALL(debug({word}));
+         {"--dump", "--owner", "--disable", "--enable", "--ENABLE", "--disable", "--disable"}) {
+        CALL(debug(word));
+    }
     remove(7);
     remove(8);
 
@@ -538,15 +619,14 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
 }
 
 TEST(ServiceObjectTest, ConcurrentFirstCallsShareOneInstance) {
-    constexpr int kThreads = 8;
-    std::vector<Codec2InfoService*> seen(kThreads);
+    std::vector<Codec2InfoService*> seen(8);
     std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&seen, i] { seen[i] = Codec2InfoService::getInstance().get(); });
+    for (Codec2InfoService*& service : seen) {
+        threads.emplace_back([&service] { service = Codec2InfoService::getInstance().get(); });
     }
     for (std::thread& t : threads) t.join();
-    for (Codec2InfoService* service : seen) EXPECT_EQ(service, seen[0]);
     EXPECT_NE(seen[0], nullptr);
+    EXPECT_EQ(std::count(seen.begin(), seen.end(), seen[0]), 8);
 }
 
 TEST(ServiceObjectTest, DropModeReadersBeforeTheServiceExistsAnswerZero) {

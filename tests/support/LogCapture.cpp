@@ -19,8 +19,11 @@ void captureLine(const __android_logger_data* data, const char* message) {
 
 LogCapture::LogCapture()
     : mOldMinimumPriority(__android_log_set_minimum_priority(ANDROID_LOG_VERBOSE)) {
-    std::lock_guard<std::mutex> lock(gLock);
-    gLines.clear();
+    {
+        std::lock_guard<std::mutex> lock(gLock);
+        gLines.clear();
+    }
+    // Not under gLock: liblog holds its own lock while it calls captureLine.
     __android_log_set_logger(captureLine);
 }
 

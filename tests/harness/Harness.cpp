@@ -1,0 +1,74 @@
+#include "Harness.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace c2info_test {
+
+ST_STREAM_LIST makeStream(uint32_t streamId, const std::string& info) {
+    ST_STREAM_LIST stream{};
+    stream.sourcetype = static_cast<int32_t>(streamId % 7);
+    stream.width = 1920;
+    stream.height = 1080;
+    stream.field3 = streamId + 3;
+    stream.field4 = streamId + 4;
+    stream.field5 = streamId + 5;
+    stream.field6 = streamId + 6;
+    stream.field7 = streamId + 7;
+    stream.framerate = 60;
+    stream.streamid = streamId;
+    stream.pqid = -static_cast<int32_t>(streamId);
+    stream.hwSyncId = 0x100000000ull + streamId;
+    stream.portId = streamId + 12;
+    stream.colorformat = 1;
+    stream.lumaoffset = 0x200000000ull + streamId;
+    stream.chromaoffset = 0x300000000ull + streamId;
+    stream.info = info;
+    return stream;
+}
+
+native_handle_t* handleOf(const std::vector<int>& fds) {
+    native_handle_t* handle = native_handle_create(static_cast<int>(fds.size()), 0);
+    for (size_t i = 0; i < fds.size(); ++i) handle->data[i] = fds[i];
+    return handle;
+}
+
+ClientMemory::ClientMemory(uint64_t size, bool sealed) {
+    int fd = memfd_create("c2info-client", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (fd < 0 || ftruncate(fd, static_cast<off_t>(size)) != 0) abort();
+    if (sealed && fcntl(fd, F_ADD_SEALS, F_SEAL_SHRINK) != 0) abort();
+    mHandle = handleOf({fd});
+}
+
+ClientMemory::ClientMemory(const ClientMemory& other, int flags) {
+    std::string path = "/proc/self/fd/" + std::to_string(other.fd());
+    int fd = open(path.c_str(), flags | O_CLOEXEC);
+    if (fd < 0) abort();
+    mHandle = handleOf({fd});
+}
+
+ClientMemory::~ClientMemory() {
+    native_handle_close(mHandle);
+    native_handle_delete(mHandle);
+}
+
+std::set<std::string> openFileDescriptors() {
+    std::set<std::string> open;
+    DIR* dir = opendir("/proc/self/fd");
+    int own = dirfd(dir);
+    while (dirent* entry = readdir(dir)) {
+        if (entry->d_name[0] == '.' || atoi(entry->d_name) == own) continue;
+        char target[256] = {};
+        std::string link = std::string("/proc/self/fd/") + entry->d_name;
+        (void)!readlink(link.c_str(), target, sizeof(target) - 1);
+        open.insert(std::string(entry->d_name) + " -> " + target);
+    }
+    closedir(dir);
+    return open;
+}
+
+}  // namespace c2info_test
