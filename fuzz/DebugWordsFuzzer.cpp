@@ -2,6 +2,7 @@
 // target registered, onto a pipe that a thread drains.
 #include <Codec2InfoInternal.h>
 #include <DebugDescription.h>
+#include <Harness.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -30,11 +31,8 @@ private:
 };
 
 void addComponent(uint32_t streamId) {
-    V1_0::ST_STREAM_LIST stream{};
-    stream.streamid = streamId;
-    stream.width = 1920;
-    stream.height = 1080;
-    (void)implementation::Codec2InfoInternal::addStreamInfo(stream).isOk();
+    (void)implementation::Codec2InfoInternal::addStreamInfo(c2info_test::makeStream(streamId))
+            .isOk();
     auto callbacks =
             std::make_shared<implementation::Codec2InfoInternal::Codec2InfoServiceCallback>();
     callbacks->getDebugInfoCb = [streamId](implementation::_DebugDescription* description) {
@@ -65,8 +63,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
         while (read(reader, buffer, sizeof(buffer)) > 0) {
         }
     }).detach();
-    gPipe = native_handle_create(1, 0);
-    gPipe->data[0] = ends[1];
+    gPipe = c2info_test::handleOf({ends[1]});
     return 0;
 }
 

@@ -1,6 +1,7 @@
 // detile and getMetaData through the service with any geometry (words drawn
 // near the edges of 2^31 and 2^32) and hostile handles: no descriptor,
 // several, memory smaller than described, unsealed, read-only.
+#include <Harness.h>
 #include <SharedFrame.h>
 #include <fcntl.h>
 #include <fuzzer/FuzzedDataProvider.h>
@@ -16,6 +17,7 @@ namespace {
 
 using namespace ::vendor::larkspan::hardware::c2::info;
 using ::android::hardware::hidl_handle;
+using c2info_test::handleOf;
 
 constexpr uint32_t kEdges[] = {0,          1,          2,          16,         32,
                                64,         640,        1u << 26,   1u << 27,   0x7FFFFFF0,
@@ -24,12 +26,6 @@ constexpr uint32_t kEdges[] = {0,          1,          2,          16,         3
 // Kept for the whole run (a vector's destructor would leave them to the
 // leak checker).
 native_handle_t* gHandles[9];
-
-native_handle_t* handleOf(std::vector<int> fds) {
-    native_handle_t* handle = native_handle_create(static_cast<int>(fds.size()), 0);
-    for (size_t i = 0; i < fds.size(); ++i) handle->data[i] = fds[i];
-    return handle;
-}
 
 int memory(off_t size, bool sealed) {
     int fd = memfd_create("c2info-fuzz", MFD_CLOEXEC | MFD_ALLOW_SEALING);

@@ -2,6 +2,7 @@
 // range, values of exactly the width the attribute reads (or none), any
 // stated size; the registry must stay consistent for its readers.
 #include <Codec2InfoInternal.h>
+#include <Harness.h>
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <memory>
@@ -11,6 +12,7 @@
 namespace {
 
 using namespace ::vendor::larkspan::hardware::c2::info;
+using ::android::hardware::hidl_vec;
 using implementation::Codec2InfoInternal;
 using implementation::StreamInfoItem;
 
@@ -18,18 +20,12 @@ constexpr uint32_t kStreams[] = {1, 2, 0xFFFFFFFF};
 
 // Streams 1 and 2 and nothing else, whatever the last input renamed.
 void resetRegistry(implementation::Codec2InfoService& service) {
-    std::vector<uint32_t> listed;
-    service.getStreamList([&](V1_0::InfoReturn, const auto& list) {
-        for (const auto& stream : list) listed.push_back(stream.streamid);
-    });
-    for (uint32_t streamId : listed)
-        (void)Codec2InfoInternal::removeStreamInfoByUniqueId(streamId).isOk();
-    for (uint32_t streamId : {1u, 2u}) {
-        V1_0::ST_STREAM_LIST stream{};
-        stream.streamid = streamId;
-        stream.info = "fuzz";
-        (void)Codec2InfoInternal::addStreamInfo(stream).isOk();
-    }
+    auto [calls, listed] = c2info_test::answerOf<V1_0::InfoReturn, hidl_vec<V1_0::ST_STREAM_LIST>>(
+            [&](auto cb) { service.getStreamList(cb); });
+    for (const auto& stream : std::get<1>(listed))
+        (void)Codec2InfoInternal::removeStreamInfoByUniqueId(stream.streamid).isOk();
+    for (uint32_t streamId : {1u, 2u})
+        (void)Codec2InfoInternal::addStreamInfo(c2info_test::makeStream(streamId)).isOk();
 }
 
 }  // namespace

@@ -3,9 +3,12 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 
 namespace c2info_test {
 
@@ -69,6 +72,36 @@ std::set<std::string> openFileDescriptors() {
     }
     closedir(dir);
     return open;
+}
+
+std::string slurp(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+Scratch::Scratch() {
+    char pattern[] = "/tmp/c2info-test.XXXXXX";
+    if (mkdtemp(pattern) == nullptr) abort();
+    mDirectory = pattern;
+}
+
+Scratch::~Scratch() {
+    (void)!system(("rm -rf " + mDirectory).c_str());
+}
+
+void Scratch::write(const std::string& name, const std::string& text) const {
+    std::ofstream(path(name), std::ios::binary) << text;
+}
+
+Outcome Scratch::run(const std::string& command, const std::string& input) const {
+    write(".stdin", input);
+    int status =
+            system(("cd " + mDirectory + " && { " + command + "; } < .stdin > .stdout 2> .stderr")
+                           .c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(path(".stdout")),
+            slurp(path(".stderr"))};
 }
 
 }  // namespace c2info_test

@@ -69,6 +69,31 @@ private:
 // The open file descriptors, each with what it refers to.
 std::set<std::string> openFileDescriptors();
 
+// A file's whole content; empty when it cannot be read.
+std::string slurp(const std::string& path);
+
+// How a program run ended and what it wrote.
+struct Outcome {
+    int status;  // the exit status, -1 when a signal ended it
+    std::string out;
+    std::string err;
+};
+
+// A scratch directory, removed with its content, where programs run.
+class Scratch {
+public:
+    Scratch();
+    ~Scratch();
+    Scratch& operator=(const Scratch&) = delete;
+    std::string path(const std::string& name) const { return mDirectory + "/" + name; }
+    void write(const std::string& name, const std::string& text) const;
+    // Runs a shell command in the directory, with `input` on its standard input.
+    Outcome run(const std::string& command, const std::string& input = "") const;
+
+private:
+    std::string mDirectory;
+};
+
 // Calls a method that replies through a callback: how often it replied
 // (once is the contract) and the last reply.
 template <typename... Answer, typename Method>

@@ -2,7 +2,7 @@
 #include <regex>
 
 #include "support/DebugTestSupport.h"
-#include "support/LogCapture.h"
+#include "support/Transcript.h"
 
 namespace c2info_test {
 namespace {
@@ -80,10 +80,10 @@ TEST_F(DebugMonitorTest, AStreamRemovedWhileTheMonitorRunsLeavesBothGenerations)
     component.registerFor(1);
     // A component without diagnostics is passed over, not called.
     Codec2InfoInternal::setCodec2InfoServiceCallback(std::make_shared<Callbacks>(), 2);
-    LogCapture log;
+    logIntoTranscript();
     runDebug(*mService, {"--enable"});
     ASSERT_TRUE(component.waitForSnapshots(2));
-    EXPECT_EQ(log.texts(ANDROID_LOG_ERROR), std::vector<std::string>{});
+    EXPECT_EQ(transcript().find("  E/"), std::string::npos) << transcript();
     Codec2InfoInternal::removeStreamInfoByUniqueId(1);
     std::string dump = withoutSystemTimes(runDebug(*mService, {"--dump"}));
     EXPECT_EQ(dump.find("strId(1)"), std::string::npos) << dump;

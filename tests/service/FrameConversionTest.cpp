@@ -2,7 +2,6 @@
 // shared memory.
 #include <FrameGeometry.h>
 #include <SharedFrame.h>
-#include <android/log.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -12,8 +11,8 @@
 #include <cstring>
 #include <fstream>
 
-#include "support/LogCapture.h"
 #include "support/ServiceTestSupport.h"
+#include "support/Transcript.h"
 
 namespace c2info_test {
 namespace {
@@ -81,6 +80,7 @@ TEST_F(FrameConversionTest, DetileTurnsATiledFrameIntoTheSameLinearPicture) {
 }
 
 TEST_F(FrameConversionTest, FailuresReleaseEveryCloneAndSayWhy) {
+    logIntoTranscript();
     using Info = FrameGenerator::BufferInfo;
     const native_handle_t* src = mSource->handle();
     const native_handle_t* dst = mDestination->handle();
@@ -130,7 +130,7 @@ TEST_F(FrameConversionTest, FailuresReleaseEveryCloneAndSayWhy) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         std::set<std::string> descriptors = openFileDescriptors();
-        LogCapture log;
+        size_t before = transcript().size();
         bool failed;
         {
             std::unique_ptr<NoNewFileDescriptors> limit;
@@ -138,7 +138,7 @@ TEST_F(FrameConversionTest, FailuresReleaseEveryCloneAndSayWhy) {
             failed = c.failed();
         }
         EXPECT_TRUE(failed);
-        EXPECT_EQ(log.texts(ANDROID_LOG_ERROR), std::vector<std::string>{c.error});
+        EXPECT_EQ(transcript().substr(before), "  E/service_tests: " + std::string(c.error) + "\n");
         EXPECT_EQ(openFileDescriptors(), descriptors);
     }
     native_handle_delete(noFds);

@@ -14,13 +14,11 @@
 #include <thread>
 
 #include "support/DebugTestSupport.h"
-#include "support/LogCapture.h"
-#include "support/ServiceTestSupport.h"
+#include "support/Transcript.h"
 
 namespace c2info_test {
 namespace {
 
-using ::testing::_;
 using ::vendor::larkspan::hardware::c2::info::V1_0::CAPTURE_BUFFER_DESCRIPTION;
 
 class HostileClientTest : public ServiceTest {
@@ -48,15 +46,15 @@ TEST_F(HostileClientTest, AReaderWhoNeverReadsHoldsUpNothingButItsOwnRequest) {
     }
     fcntl(ends[1], F_SETFL, 0);
 
-    LogCapture log;
+    logIntoTranscript();
     std::future<void> request = debugInto(ends[1], {});
     ASSERT_EQ(request.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
     EXPECT_EQ(Codec2InfoInternal::addStreamInfo(makeStream(1)), InfoReturn::SUCCESS);
     EXPECT_EQ(linesOf(runDebug(*mService, {"--help"})).at(1), "Usage: ");
     EXPECT_EQ(request.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     request.get();
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR,
-                        "[debug] debug output abandoned: the reader is gone or stalled"),
+    EXPECT_EQ(transcribed("  E/service_tests: [debug] debug output abandoned: the reader is gone "
+                          "or stalled"),
               1u);
     close(ends[0]);
     close(ends[1]);
@@ -206,9 +204,9 @@ void callOnWarning(const __android_logger_data* data, const char*) {
 
 TEST_F(HostileClientTest, ALongListOfEventNamesDoesNotHoldUpPosts) {
     Codec2InfoInternal::addStreamInfo(makeStream(1));
-    sp<MockEventListener> hearing = makeEventListener();
-    registerEventListener(1, {"hdr_change"}, hearing);
-    EXPECT_CALL(*hearing, notified("hdr_change", _, _));
+    sp<EventEar> hearing = new EventEar("hearing");
+    auto registered = [](InfoReturn, uint64_t) {};
+    mService->registerEventListener(1, {"hdr_change"}, hearing, registered);
     std::future<void> post;
     std::future_status posted = std::future_status::deferred;
     gOnWarning = [&] {
@@ -219,9 +217,11 @@ TEST_F(HostileClientTest, ALongListOfEventNamesDoesNotHoldUpPosts) {
     };
     __android_log_set_logger(callOnWarning);
     std::vector<std::string> junk(1000, "no_such_event");
-    EXPECT_EQ(registerEventListener(1, junk, makeEventListener()).first, InfoReturn::SUCCESS);
+    mService->registerEventListener(1, hidl_vec<hidl_string>(junk.begin(), junk.end()),
+                                    new EventEar("junk"), registered);
     __android_log_set_logger(__android_log_stderr_logger);
     EXPECT_EQ(posted, std::future_status::ready);
+    EXPECT_EQ(transcript(), "  hearing hears hdr_change {.intValue = 0, .strValue = \"\"}\n");
 }
 
 // Before, each throw went through a binder thread or ended the monitor
@@ -243,7 +243,7 @@ TEST_F(HostileClientTest, CallablesThatThrowAreAnsweredAsFailures) {
     Codec2InfoInternal::addStreamInfo(makeStream(1));
     Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, 1);
 
-    LogCapture log;
+    logIntoTranscript();
     mService->getInfo(1, {"key"}, [](CmtReturn ret, const hidl_vec<CmtInfoStruct>& items) {
         EXPECT_EQ(ret, CmtReturn::FAILURE);
         EXPECT_EQ(items.size(), 0u);
@@ -255,7 +255,7 @@ TEST_F(HostileClientTest, CallablesThatThrowAreAnsweredAsFailures) {
     EXPECT_EQ(mService->enableCapture(1, true, 0), InfoReturn::FAILURE);
     runDebug(*mService, {"--enable"});
     const std::string monitorCaught = "[getDebugInfo_l] getDebugInfoCb threw: boom";
-    for (int i = 0; i < 1000 && log.count(ANDROID_LOG_ERROR, monitorCaught) == 0; ++i) {
+    for (int i = 0; i < 1000 && transcribed("  E/service_tests: " + monitorCaught) == 0; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     for (const char* word : {"--reloadProp", "--disable"}) runDebug(*mService, {word});
@@ -267,7 +267,7 @@ TEST_F(HostileClientTest, CallablesThatThrowAreAnsweredAsFailures) {
           "[enableDebug_l] enableDebugCb threw: boom",
           "[getDebugInfo_l] getDebugInfoCb threw: boom", "[cmdReloadProp] reloadPropCb threw: boom",
           "[cmdC2Dump] c2DumpCb threw"}) {
-        EXPECT_GE(log.count(ANDROID_LOG_ERROR, line), 1u) << line;
+        EXPECT_GE(transcribed("  E/service_tests: " + std::string(line)), 1u) << line;
     }
     EXPECT_EQ(linesOf(runDebug(*mService, {"--enable"})).back().find("already"), std::string::npos);
     runDebug(*mService, {"--disable"});

@@ -3,7 +3,6 @@
 // listeners, components and debug targets are told, in order, against
 // golden/session.txt. Calls made from inside a callback show between the
 // outer call and its answer. The script's comments say what each part pins.
-#include <android/log.h>
 #include <cutils/properties.h>
 #include <sys/mman.h>
 
@@ -13,6 +12,7 @@
 #include <thread>
 
 #include "support/DebugTestSupport.h"
+#include "support/Transcript.h"
 
 namespace c2info_test {
 namespace {
@@ -23,19 +23,7 @@ using ::vendor::larkspan::hardware::cmt::V1_0::CmtIdType;
 using Items = std::vector<StreamInfoItem>;
 using Words = hidl_vec<hidl_string>;
 
-std::mutex gLock;
-std::string gTranscript;
 std::map<const native_handle_t*, std::string> gHandleNames;
-
-void note(const std::string& line) {
-    std::lock_guard<std::mutex> lock(gLock);
-    gTranscript += line + "\n";
-}
-
-void logged(const __android_logger_data* data, const char* message) {
-    note(withoutSystemTimes(std::string("  ") + "??VDIWEF?"[data->priority] + "/" + data->tag +
-                            ": " + message));
-}
 
 std::string shown(bool value) {
     return value ? "true" : "false";
@@ -79,46 +67,6 @@ std::string answered(Method&& method) {
         note("> " #statement); \
         statement;             \
     } while (false)
-
-// A listener that notes what it hears, then does what the script asks of it.
-template <typename Interface>
-class Ear : public RemotePeer<Interface> {
-public:
-    explicit Ear(std::string name) : mName(std::move(name)) {}
-    std::function<void()> then;
-
-protected:
-    Return<void> hear(const std::string& what) {
-        if (Status status = this->transportStatus(); !status.isOk()) return status;
-        note("  " + mName + " hears " + what);
-        if (then) then();
-        return Void();
-    }
-
-private:
-    const std::string mName;
-};
-
-struct StreamEar : Ear<ICodec2InfoServiceStreamListener> {
-    using Ear::Ear;
-    Return<void> onNotify(uint32_t type, uint64_t id, const hidl_string& info) override {
-        return hear(std::to_string(type) + " " + std::to_string(id) + " " + std::string(info));
-    }
-};
-
-struct EventEar : Ear<ICodec2InfoServiceEventListener> {
-    using Ear::Ear;
-    Return<void> onNotify(const NotifyEventInfo& info) override {
-        return hear(std::string(info.event) + " " + toString(info.info));
-    }
-};
-
-struct InfoEar : Ear<ICmtInfoServiceListener> {
-    using Ear::Ear;
-    Return<void> onNotify(uint64_t id, uint64_t event, const CmtInfoStruct& info) override {
-        return hear(std::to_string(id) + " " + std::to_string(event) + " " + toString(info));
-    }
-};
 
 // The callables of component NAME#ID, each noting what it is asked; a
 // capture binds what `bind` points to, if anything.
@@ -279,8 +227,7 @@ protected:
 };
 
 TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
-    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
-    __android_log_set_logger(logged);
+    logIntoTranscript();
     note("# The registry: what components add, update and remove; what clients read.");
     sp<StreamEar> first = new StreamEar("first");
     CALL(listen(first));
@@ -375,7 +322,7 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     CALL(remove(4));
     CALL(mService->unregisterStreamListener(3));
     note("# One that dies in the middle of its notification is dropped once it is over.");
-    DO(last->then = [&] { last->dieDuringCall(); });
+    DO(last->then = [&](auto&) { last->dieDuringCall(); });
     CALL(add(makeStream(4)));
     DO(last->awaitObituaries());
     CALL(mService->unregisterStreamListener(4));
@@ -537,11 +484,11 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     note("# Nested calls: stream and information listeners, components.");
     sp<StreamEar> asking = new StreamEar("asking");
     CALL(listen(asking));
-    DO(asking->then = [&] { CALL(listen(5, app, {})); });
+    DO(asking->then = [&](auto&) { CALL(listen(5, app, {})); });
     CALL(add(makeStream(5)));
     CALL(remove(5));
     CALL(mService->unregisterListener(5));
-    DO(asking->then = [&] { CALL(streams()); });
+    DO(asking->then = [&](auto&) { CALL(streams()); });
     CALL(add(makeStream(5)));
     CALL(mService->unregisterStreamListener(mLastId));
     auto nesting = component("nesting#5", &bound);
@@ -558,10 +505,10 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     sp<EventEar> nester = new EventEar("nester");
     CALL(listen(5, {"hdr_change"}, nester));
     CALL(listen(5, app, {}));
-    DO(nester->then = [&] { callEverything(app); });
+    DO(nester->then = [&](auto&) { callEverything(app); });
     CALL(post(5, NotifyEvent::HDR_CHANGE));
     DO(nester->then = nullptr);
-    DO(app->then = [&] { callEverything(app); });
+    DO(app->then = [&](auto&) { callEverything(app); });
     CALL(post(5, NotifyEvent::HDR_CHANGE));
     DO(app->then = nullptr);
     CALL(post(5, NotifyEvent::HDR_CHANGE));
@@ -610,12 +557,11 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     remove(7);
     remove(8);
 
-    __android_log_set_logger(__android_log_stderr_logger);
     for (native_handle_t* buffer : buffers) {
         native_handle_close(buffer);
         native_handle_delete(buffer);
     }
-    EXPECT_EQ(gTranscript, golden("session.txt"));
+    EXPECT_EQ(transcript(), golden("session.txt"));
 }
 
 TEST(ServiceObjectTest, ConcurrentFirstCallsShareOneInstance) {

@@ -1,55 +1,25 @@
 // c2info-sim end to end: the binary as a user runs it.
+#include <Harness.h>
 #include <gtest/gtest.h>
 #include <png.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-std::string slurp(const std::string& path) {
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
+using c2info_test::Outcome;
 
 class SimTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/c2info-sim-test.XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        mDir = pattern;
-    }
-    void TearDown() override { (void)std::system(("rm -rf " + mDir).c_str()); }
-
-    std::string path(const std::string& name) const { return mDir + "/" + name; }
-
-    void write(const std::string& name, const std::string& text) const {
-        std::ofstream(path(name)) << text;
-    }
-
-    // Runs the binary in the test's directory with `input` on its stdin.
+    // Runs the binary in the scratch directory with `input` on its stdin.
     Outcome sim(const std::string& arguments, const std::string& input = "") const {
-        write("stdin", input);
-        std::string command = "cd " + mDir + " && " + C2INFO_SIM + " " + arguments +
-                              " < stdin > stdout 2> stderr";
-        int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(path("stdout")),
-                slurp(path("stderr"))};
+        return mScratch.run(std::string(C2INFO_SIM) + " " + arguments, input);
     }
-
-    std::string mDir;
+    c2info_test::Scratch mScratch;
 };
 
 // The verdict lines of the owner analysis, stream by stream: "strId(N)"
@@ -97,7 +67,7 @@ TEST_F(SimTest, TheShowNamesEachStreamsOwnerAndSavesAColourBarFrame) {
     // eight bars, white to black, with the moving box on at most one of
     // the four rows probed.
     uint32_t width = 0, height = 0;
-    std::vector<Rgb> pixels = readPng(path("capture.png"), &width, &height);
+    std::vector<Rgb> pixels = readPng(mScratch.path("capture.png"), &width, &height);
     ASSERT_EQ(width, 3840u);
     ASSERT_EQ(height, 2160u);
     const Rgb kBars[] = {{255, 255, 255}, {255, 255, 0}, {0, 255, 255}, {0, 255, 0},
@@ -187,7 +157,8 @@ TEST_F(SimTest, AMalformedScenarioIsRefusedWithItsPathAndRunsNothing) {
              "streams[0].perSecond.pendingES: expected a number from 0 to 255"},
     };
     for (const auto& mistake : kCases) {
-        write("bad.json", R"({"name": "bad", "seconds": 1, "streams": [)" + mistake.streams + "]}");
+        mScratch.write("bad.json",
+                       R"({"name": "bad", "seconds": 1, "streams": [)" + mistake.streams + "]}");
         Outcome run = sim("--scenario bad.json");
         EXPECT_EQ(run.status, 2) << mistake.message;
         EXPECT_NE(run.err.find("c2info-sim: bad.json: " + std::string(mistake.message)),
@@ -198,7 +169,7 @@ TEST_F(SimTest, AMalformedScenarioIsRefusedWithItsPathAndRunsNothing) {
 }
 
 TEST_F(SimTest, AfterTheApplicationDiesItsListenersHearNothing) {
-    write("events.json", R"({"name": "events", "seconds": 10, "streams": [
+    mScratch.write("events.json", R"({"name": "events", "seconds": 10, "streams": [
         {"stream": {"streamid": 5}, "component": "c2.vdec.avc",
          "events": [{"atMs": 200, "event": "hdr_change"}, {"atMs": 1500, "event": "vrr_change"}]}]})");
     Outcome run =

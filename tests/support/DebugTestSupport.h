@@ -15,8 +15,6 @@
 
 namespace c2info_test {
 
-using ::vendor::larkspan::hardware::c2::info::implementation::_DebugDescription;
-
 // Runs `lshal debug` with these words on a memfd and returns what was written.
 std::string runDebug(Codec2InfoService& service, const std::vector<std::string>& args);
 

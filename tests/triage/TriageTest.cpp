@@ -1,6 +1,7 @@
 // c2info-triage: the service's snapshot blocks read back exactly, and the
 // program on bugreports made by c2info-sim and on hostile inputs.
 #include <DebugReports.h>
+#include <Harness.h>
 #include <ScenarioFields.h>
 #include <android/log.h>
 #include <gtest/gtest.h>
@@ -108,40 +109,13 @@ TEST(DumpReaderTest, ABlockCutOffIsDroppedAndTheOlderRecordKept) {
               std::vector<std::string>{"line 26: snapshot block of strId(5) cut off, dropped"});
 }
 
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
+using c2info_test::Outcome;
 
 class TriageProgramTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        mDirectory = std::filesystem::temp_directory_path() /
-                     ("c2info-triage-" + std::to_string(getpid()));
-        std::filesystem::create_directories(mDirectory);
-    }
-    void TearDown() override { std::filesystem::remove_all(mDirectory); }
-
-    std::string path(const std::string& name) const { return (mDirectory / name).string(); }
-
-    static Outcome run(const std::string& command) {
-        std::string out = "/tmp/c2info-triage-out-" + std::to_string(getpid());
-        std::string err = out + "-err";
-        int status = system((command + " > " + out + " 2> " + err).c_str());
-        Outcome result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
-        std::remove(out.c_str());
-        std::remove(err.c_str());
-        return result;
-    }
-    static std::string slurp(const std::string& file) {
-        std::ifstream in(file, std::ios::binary);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-
-    std::filesystem::path mDirectory;
+    std::string path(const std::string& name) const { return mScratch.path(name); }
+    Outcome run(const std::string& command) const { return mScratch.run(command); }
+    c2info_test::Scratch mScratch;
 };
 
 // The default scenario's four streams: what --owner says on the running
@@ -151,7 +125,7 @@ TEST_F(TriageProgramTest, ABugreportOfTheSimulatorGetsItsOwners) {
     ASSERT_EQ(run(std::string(C2INFO_SIM) + " --bugreport " + zip + " --main-text-mb 1").status, 0);
 
     Outcome text = run(std::string(C2INFO_TRIAGE) + " " + zip);
-    std::ofstream(path("entry.txt")) << triage::loadInput(zip).text;
+    mScratch.write("entry.txt", triage::loadInput(zip).text);
     Outcome fromStandardInput = run(std::string(C2INFO_TRIAGE) + " - < " + path("entry.txt"));
     EXPECT_EQ(fromStandardInput.out.substr(fromStandardInput.out.find('\n')),
               text.out.substr(text.out.find('\n')));
@@ -213,14 +187,14 @@ TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
     };
     std::string inputs = good;
     for (const auto& c : kCases) {
-        std::ofstream(path(c.name), std::ios::binary) << c.content;
+        mScratch.write(c.name, c.content);
         inputs += " " + path(c.name);
     }
     writeZip(path("other.zip"), "bugreport.txt", "no lshal here\n");
     writeZip(path("huge.zip"), triage::kServiceEntry, std::string(size_t{80} << 20, '\n'));
     inputs += " " + path("other.zip") + " " + path("huge.zip") + " " + path("missing.txt");
 
-    Outcome result = TriageProgramTest::run(std::string(C2INFO_TRIAGE) + " " + inputs);
+    Outcome result = run(std::string(C2INFO_TRIAGE) + " " + inputs);
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.out.find("== " + good + "\n"), std::string::npos) << result.out;
     for (const auto& c : kCases) {
@@ -237,7 +211,7 @@ TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
                 << line << "\n"
                 << result.err;
     }
-    EXPECT_EQ(TriageProgramTest::run(std::string(C2INFO_TRIAGE) + " --xml " + good).status, 2);
+    EXPECT_EQ(run(std::string(C2INFO_TRIAGE) + " --xml " + good).status, 2);
 }
 
 }  // namespace
