@@ -1,8 +1,6 @@
 // The lshal debug front end: any words, with two components and a debug
 // target registered, onto a pipe that a thread drains.
-#include <Codec2InfoInternal.h>
 #include <DebugDescription.h>
-#include <Harness.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -12,12 +10,10 @@
 
 namespace {
 
-using namespace ::vendor::larkspan::hardware::c2::info;
-using ::android::hardware::hidl_handle;
-using ::android::hardware::hidl_string;
-using ::android::hardware::hidl_vec;
+using namespace c2info_fuzz;
+using ::vendor::larkspan::hardware::c2::info::implementation::Codec2InfoDebugTarget;
 
-class Probe : public implementation::Codec2InfoDebugTarget {
+class Probe : public Codec2InfoDebugTarget {
 public:
     const std::string& targetName() override { return mName; }
     void printUsage(int fd, int indent) override { dprintf(fd, "%*s--probe ARGS\n", indent, ""); }
@@ -31,11 +27,9 @@ private:
 };
 
 void addComponent(uint32_t streamId) {
-    (void)implementation::Codec2InfoInternal::addStreamInfo(c2info_test::makeStream(streamId))
-            .isOk();
-    auto callbacks =
-            std::make_shared<implementation::Codec2InfoInternal::Codec2InfoServiceCallback>();
-    callbacks->getDebugInfoCb = [streamId](implementation::_DebugDescription* description) {
+    (void)Codec2InfoInternal::addStreamInfo(makeStream(streamId)).isOk();
+    auto callbacks = std::make_shared<Callbacks>();
+    callbacks->getDebugInfoCb = [streamId](_DebugDescription* description) {
         description->component = "c2.fuzz." + std::to_string(streamId);
         description->sideBand = streamId % 2;
         description->inputSource = 5;
@@ -44,7 +38,7 @@ void addComponent(uint32_t streamId) {
     callbacks->enableDebugCb = [](bool) {};
     callbacks->c2DumpCb = [](bool) {};
     callbacks->reloadPropCb = [] {};
-    implementation::Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, streamId);
+    Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, streamId);
 }
 
 native_handle_t* gPipe;
@@ -52,7 +46,7 @@ native_handle_t* gPipe;
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    auto service = c2info_fuzz::quietService();
+    auto service = quietService();
     addComponent(1);
     addComponent(2);
     service->addDebugTarget(std::make_shared<Probe>());
@@ -63,15 +57,15 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
         while (read(reader, buffer, sizeof(buffer)) > 0) {
         }
     }).detach();
-    gPipe = c2info_test::handleOf({ends[1]});
+    gPipe = handleOf({ends[1]});
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    std::vector<std::string> words = c2info_fuzz::words(data, size);
+    std::vector<std::string> request = words(data, size);
     // No words is the default command, which sleeps a second between passes.
-    if (words.empty()) return 0;
-    hidl_vec<hidl_string> args(words.begin(), words.end());
-    (void)implementation::Codec2InfoService::getInstance()->debug(hidl_handle(gPipe), args).isOk();
+    if (request.empty()) return 0;
+    hidl_vec<hidl_string> args(request.begin(), request.end());
+    (void)Codec2InfoService::getInstance()->debug(hidl_handle(gPipe), args).isOk();
     return 0;
 }

@@ -1,7 +1,6 @@
 // detile and getMetaData through the service with any geometry (words drawn
 // near the edges of 2^31 and 2^32) and hostile handles: no descriptor,
 // several, memory smaller than described, unsealed, read-only.
-#include <Harness.h>
 #include <SharedFrame.h>
 #include <fcntl.h>
 #include <fuzzer/FuzzedDataProvider.h>
@@ -15,9 +14,7 @@
 
 namespace {
 
-using namespace ::vendor::larkspan::hardware::c2::info;
-using ::android::hardware::hidl_handle;
-using c2info_test::handleOf;
+using namespace c2info_fuzz;
 
 constexpr uint32_t kEdges[] = {0,          1,          2,          16,         32,
                                64,         640,        1u << 26,   1u << 27,   0x7FFFFFF0,
@@ -38,8 +35,8 @@ uint32_t word(FuzzedDataProvider& input) {
     return input.ConsumeBool() ? input.PickValueInArray(kEdges) : input.ConsumeIntegral<uint32_t>();
 }
 
-V1_0::ST_BUFFER_DESCRIPTION description(FuzzedDataProvider& input) {
-    V1_0::ST_BUFFER_DESCRIPTION desc{};
+ST_BUFFER_DESCRIPTION description(FuzzedDataProvider& input) {
+    ST_BUFFER_DESCRIPTION desc{};
     for (size_t i = 0; i < 4; ++i) desc.geometry[i] = word(input);
     desc.word4 = input.ConsumeIntegralInRange<uint32_t>(0, 2);
     desc.word5 = word(input);
@@ -51,7 +48,7 @@ V1_0::ST_BUFFER_DESCRIPTION description(FuzzedDataProvider& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    c2info_fuzz::quietService();
+    quietService();
     int frame = memory(1 << 20, true);
     int small = memory(4096, true);
     int large = memory(4 << 20, true);
@@ -74,16 +71,16 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider input(data, size);
-    auto service = implementation::Codec2InfoService::getInstance();
+    auto service = Codec2InfoService::getInstance();
     native_handle_t* src = input.PickValueInArray(gHandles);
     native_handle_t* dst = input.PickValueInArray(gHandles);
-    V1_0::ST_BUFFER_DESCRIPTION srcDesc = description(input);
-    V1_0::ST_BUFFER_DESCRIPTION dstDesc = description(input);
+    ST_BUFFER_DESCRIPTION srcDesc = description(input);
+    ST_BUFFER_DESCRIPTION dstDesc = description(input);
     if (input.ConsumeBool()) {
         (void)service->detile(hidl_handle(src), hidl_handle(dst), srcDesc, dstDesc).isOk();
     } else {
         service->getMetaData(hidl_handle(src), srcDesc,
-                             [](V1_0::InfoReturn, const V1_0::ST_Frame_MetaData&) {});
+                             [](InfoReturn, const ST_Frame_MetaData&) {});
     }
     return 0;
 }

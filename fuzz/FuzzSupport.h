@@ -2,7 +2,7 @@
 // words the way a request carries them.
 #pragma once
 
-#include <Codec2InfoService.h>
+#include <Harness.h>
 #include <android/log.h>
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 namespace c2info_fuzz {
 
-using ::vendor::larkspan::hardware::c2::info::implementation::Codec2InfoService;
+using namespace c2info_test;
 
 // The service with its log silenced: refusals are logged by the thousand.
 inline ::android::sp<Codec2InfoService> quietService() {

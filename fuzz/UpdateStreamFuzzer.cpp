@@ -1,8 +1,6 @@
 // updateStreamInfo with any item sequence: attribute numbers in and out of
 // range, values of exactly the width the attribute reads (or none), any
 // stated size; the registry must stay consistent for its readers.
-#include <Codec2InfoInternal.h>
-#include <Harness.h>
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <memory>
@@ -11,33 +9,30 @@
 
 namespace {
 
-using namespace ::vendor::larkspan::hardware::c2::info;
-using ::android::hardware::hidl_vec;
-using implementation::Codec2InfoInternal;
-using implementation::StreamInfoItem;
+using namespace c2info_fuzz;
 
 constexpr uint32_t kStreams[] = {1, 2, 0xFFFFFFFF};
 
 // Streams 1 and 2 and nothing else, whatever the last input renamed.
-void resetRegistry(implementation::Codec2InfoService& service) {
-    auto [calls, listed] = c2info_test::answerOf<V1_0::InfoReturn, hidl_vec<V1_0::ST_STREAM_LIST>>(
+void resetRegistry(Codec2InfoService& service) {
+    auto [calls, listed] = answerOf<InfoReturn, hidl_vec<ST_STREAM_LIST>>(
             [&](auto cb) { service.getStreamList(cb); });
     for (const auto& stream : std::get<1>(listed))
         (void)Codec2InfoInternal::removeStreamInfoByUniqueId(stream.streamid).isOk();
     for (uint32_t streamId : {1u, 2u})
-        (void)Codec2InfoInternal::addStreamInfo(c2info_test::makeStream(streamId)).isOk();
+        (void)Codec2InfoInternal::addStreamInfo(makeStream(streamId)).isOk();
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    c2info_fuzz::quietService();
+    quietService();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider input(data, size);
-    auto service = implementation::Codec2InfoService::getInstance();
+    auto service = Codec2InfoService::getInstance();
     resetRegistry(*service);
     uint32_t streamId = input.ConsumeBool() ? input.PickValueInArray(kStreams)
                                             : input.ConsumeIntegral<uint32_t>();
@@ -58,11 +53,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     (void)Codec2InfoInternal::updateStreamInfo(streamId, items).isOk();
 
-    service->getStreamList([](V1_0::InfoReturn, const auto& list) {
+    service->getStreamList([](InfoReturn, const auto& list) {
         for (const auto& stream : list) (void)stream.info.size();
     });
     service->convertHwSyncIdToStreamId(input.ConsumeIntegral<uint64_t>(),
-                                       [](V1_0::InfoReturn, uint32_t) {});
+                                       [](InfoReturn, uint32_t) {});
     if (input.ConsumeBool()) (void)Codec2InfoInternal::removeStreamInfoByUniqueId(streamId).isOk();
     return 0;
 }

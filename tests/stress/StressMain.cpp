@@ -49,37 +49,25 @@ std::tuple<Answer...> once(const char* what, Method&& method) {
     return answer;
 }
 
-// When each thread last finished a round of its calls.
-struct Heartbeat {
-    const char* who = nullptr;
-    std::atomic<int64_t> at{0};
-};
-std::array<Heartbeat, kComponents + kClients + 1> gHeartbeats;
-std::atomic<size_t> gThreads{0};
+// When each thread last finished a round of its calls, in steady-clock
+// ticks: the watchdog ends the run when one stays over 5 s in a round.
+constexpr int kThreads = kComponents + kClients + 1;
+std::array<std::atomic<int64_t>, kThreads> gBeats{};
+const char* gNames[kThreads];
 
-int64_t now() {
-    return Clock::now().time_since_epoch().count();
-}
-
-Heartbeat* heartbeat(const char* who) {
-    Heartbeat* beat = &gHeartbeats.at(gThreads++);
-    beat->who = who;
-    beat->at = now();
-    return beat;
-}
-
-bool beat(Heartbeat* heartbeat) {
-    heartbeat->at = now();
+bool beat(int thread) {
+    gBeats[thread] = Clock::now().time_since_epoch().count();
     ++gRounds;
     return gRunning;
 }
 
 void watchdog() {
-    constexpr int64_t kStuck = std::chrono::nanoseconds(std::chrono::seconds(5)).count();
     for (; gRunning; std::this_thread::sleep_for(std::chrono::milliseconds(50))) {
-        for (const Heartbeat& heartbeat : gHeartbeats) {
-            if (heartbeat.at == 0 || now() - heartbeat.at <= kStuck) continue;
-            fprintf(stderr, "stress: FAILED: the %s has been stuck for over 5 s\n", heartbeat.who);
+        for (int thread = 0; thread < kThreads; ++thread) {
+            if (Clock::now() - Clock::time_point(Clock::duration(gBeats[thread])) <
+                std::chrono::seconds(5))
+                continue;
+            fprintf(stderr, "stress: FAILED: the %s has been stuck for over 5 s\n", gNames[thread]);
             _exit(1);
         }
     }
@@ -174,7 +162,7 @@ struct Component {
         : streamId(streamId),
           frame(SharedFrame::create(64, 32, FrameGenerator::kFormatTiledNV12)) {}
 
-    void run(std::mt19937& random) {
+    void run(int thread, std::mt19937& random) {
         auto callbacks = std::make_shared<Callbacks>();
         callbacks->getInfoCb = [](std::vector<std::string> keys, uint32_t) {
             return std::vector<CmtInfoStruct>(keys.size(), CmtInfoStruct{1, "value"});
@@ -195,7 +183,7 @@ struct Component {
             d->input = d->decode = d->get = ++frames;
             d->inputSource = 5;
         };
-        for (Heartbeat* alive = heartbeat("component"); beat(alive);) {
+        while (beat(thread)) {
             if (!live) {
                 (void)Codec2InfoInternal::addStreamInfo(makeStream(streamId)).isOk();
                 Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, streamId);
@@ -225,7 +213,7 @@ std::vector<std::unique_ptr<Component>> gComponents;
 // detiles and releases. It remembers which listeners it left registered.
 class Client {
 public:
-    void run(std::mt19937& random) {
+    void run(int thread, std::mt19937& random) {
         auto linear = SharedFrame::create(64, 32, FrameGenerator::kFormatLinearNV12);
         const std::function<void(uint32_t, Manner)> actions[] = {
                 [&](uint32_t, Manner manner) {
@@ -272,7 +260,7 @@ public:
                         mStreamListeners[random() % mStreamListeners.size()].second->dieNow();
                 },
         };
-        for (Heartbeat* alive = heartbeat("client"); beat(alive);) {
+        while (beat(thread)) {
             uint32_t streamId = kFirstStream + random() % kComponents;
             auto manner = static_cast<Manner>(random() % 4);
             actions[random() % std::size(actions)](streamId, manner);
@@ -331,7 +319,7 @@ private:
 };
 
 // lshal debug over a pipe whose reader now and then stops reading.
-void debugEngineer(std::mt19937& random) {
+void debugEngineer(int thread, std::mt19937& random) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return;
     fcntl(ends[1], F_SETPIPE_SZ, 4096);  // a stalled reader fills it at once
@@ -347,8 +335,7 @@ void debugEngineer(std::mt19937& random) {
             {"--owner"},  {"--reloadProp"}, {"--c2dump", "100", "1"},
             {"--disable"}};
     native_handle_t* handle = handleOf({ends[1]});
-    Heartbeat* alive = heartbeat("debug reader");
-    for (size_t n = 0; beat(alive); ++n) {
+    for (size_t n = 0; beat(thread); ++n) {
         stalled = random() % 8 == 0;
         const std::vector<std::string>& words = requests[n % requests.size()];
         (void)gService
@@ -381,24 +368,25 @@ int main(int argc, char** argv) {
     for (uint32_t n = 0; n < kComponents; ++n)
         gComponents.push_back(std::make_unique<Component>(kFirstStream + n));
     std::vector<Client> clients(kClients);
-    std::thread dog(watchdog);
+    // Thread n, seeded with n, starts its first round now.
     std::vector<std::thread> threads;
+    auto start = [&threads](const char* name, std::function<void(int, std::mt19937&)> run) {
+        int thread = static_cast<int>(threads.size());
+        gNames[thread] = name;
+        beat(thread);
+        threads.emplace_back([thread, run] {
+            std::mt19937 random(thread);
+            run(thread, random);
+        });
+    };
     for (auto& component : gComponents) {
-        threads.emplace_back([&component] {
-            std::mt19937 random(component->streamId);
-            component->run(random);
-        });
+        start("component", [&component](int t, std::mt19937& r) { component->run(t, r); });
     }
-    for (size_t n = 0; n < clients.size(); ++n) {
-        threads.emplace_back([&clients, n] {
-            std::mt19937 random(1000 + n);
-            clients[n].run(random);
-        });
+    for (Client& client : clients) {
+        start("client", [&client](int t, std::mt19937& r) { client.run(t, r); });
     }
-    threads.emplace_back([] {
-        std::mt19937 random(7);
-        debugEngineer(random);
-    });
+    start("debug reader", debugEngineer);
+    std::thread dog(watchdog);
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
     gRunning = false;
     for (std::thread& thread : threads) thread.join();
@@ -422,12 +410,11 @@ int main(int argc, char** argv) {
     (void)gService->debug(hidl_handle(handle), hidl_vec<hidl_string>{"--enable"}).isOk();
     native_handle_delete(handle);
     close(devNull);
-    std::set<std::string> descriptorsAfter = openFileDescriptors();
-    for (const std::string& left : descriptorsAfter) {
+    for (const std::string& left : openFileDescriptors()) {
+        check(descriptorsBefore.count(left) != 0, "no file descriptor left open");
         if (descriptorsBefore.count(left) == 0)
             fprintf(stderr, "stress: left open: %s\n", left.c_str());
     }
-    check(descriptorsAfter == descriptorsBefore, "no file descriptor left open");
     printf("stress: %.0f rounds/s, %d failure(s)\n", static_cast<double>(gRounds) / seconds,
            gFailures.load());
     return gFailures == 0 ? 0 : 1;
