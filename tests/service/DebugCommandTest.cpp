@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "support/DebugTestSupport.h"
+#include "support/Transcript.h"
 
 namespace c2info_test {
 namespace {
@@ -16,14 +17,13 @@ using ::vendor::larkspan::hardware::c2::info::implementation::Codec2InfoDebugTar
 class DebugCommandTest : public ServiceTest {};
 
 TEST_F(DebugCommandTest, TheDefaultCommandLetsComponentsInWhileItSleeps) {
-    DebugComponent component;
-    component.registerFor(1);
+    Codec2InfoInternal::setCodec2InfoServiceCallback(component("c#1", nullptr, {{}}), 1);
     std::thread request([&] { runDebug(*mService, {}); });
-    ASSERT_TRUE(component.waitForSnapshots(1));
+    ASSERT_TRUE(awaitTranscribed("  c#1 snapshot", 1));
     EXPECT_EQ(Codec2InfoInternal::addStreamInfo(makeStream(2)), InfoReturn::SUCCESS);
-    EXPECT_EQ(component.snapshots(), 1) << "the stream got in only after the second pass";
+    EXPECT_EQ(transcribed("  c#1 snapshot"), 1u) << "the stream got in only after the second pass";
     request.join();
-    EXPECT_EQ(component.snapshots(), 2);
+    EXPECT_EQ(transcribed("  c#1 snapshot"), 2u);
 }
 
 // A target that writes without end, and a process out of descriptors:

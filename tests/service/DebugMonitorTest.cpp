@@ -36,11 +36,10 @@ std::pair<double, double> ratesIn(const std::string& dump, int generation) {
 class DebugMonitorTest : public ServiceTest {};
 
 TEST_F(DebugMonitorTest, RatesAppearFromTheThirdCycleAtAboutTwiceThePerSecondRate) {
-    DebugComponent component;
-    component.registerFor(1);
-    component.setSnapshots(risingCounts(10));
+    Codec2InfoInternal::setCodec2InfoServiceCallback(component("m#1", nullptr, risingCounts(10)),
+                                                     1);
     runDebug(*mService, {"--enable"});
-    ASSERT_TRUE(component.waitForSnapshots(3));
+    ASSERT_TRUE(awaitTranscribed("  m#1 snapshot", 3));
     std::string dump = runDebug(*mService, {"--dump"});
     runDebug(*mService, {"--disable"});
 
@@ -51,19 +50,18 @@ TEST_F(DebugMonitorTest, RatesAppearFromTheThirdCycleAtAboutTwiceThePerSecondRat
     auto [decodeFps, inputFps] = ratesIn(dump, 1);
     EXPECT_NEAR(decodeFps, 100.0, 25.0);
     EXPECT_NEAR(inputFps, 200.0, 50.0);
-    std::vector<bool> switches = component.debugSwitches();
-    EXPECT_EQ(switches, (std::vector<bool>{true, true, true, false}));
+    EXPECT_EQ(transcribedAfter("  m#1 debug "),
+              (std::vector<std::string>{"true", "true", "true", "false"}));
 }
 
 TEST_F(DebugMonitorTest, StopThenStartKeepsTheCountButStartsTheRatesAgain) {
-    DebugComponent component;
-    component.registerFor(1);
-    component.setSnapshots(risingCounts(10));
+    Codec2InfoInternal::setCodec2InfoServiceCallback(component("m#1", nullptr, risingCounts(10)),
+                                                     1);
     runDebug(*mService, {"--enable"});
-    ASSERT_TRUE(component.waitForSnapshots(1));
+    ASSERT_TRUE(awaitTranscribed("  m#1 snapshot", 1));
     runDebug(*mService, {"--disable"});
     runDebug(*mService, {"--enable"});
-    ASSERT_TRUE(component.waitForSnapshots(2));
+    ASSERT_TRUE(awaitTranscribed("  m#1 snapshot", 2));
     std::string dump = runDebug(*mService, {"--dump"});
     EXPECT_NE(dump.find("===== Total Cnt of GetDebugInfo: 2, Latest DebugDescList index: 0 "),
               std::string::npos)
@@ -76,13 +74,12 @@ TEST_F(DebugMonitorTest, StopThenStartKeepsTheCountButStartsTheRatesAgain) {
 }
 
 TEST_F(DebugMonitorTest, AStreamRemovedWhileTheMonitorRunsLeavesBothGenerations) {
-    DebugComponent component;
-    component.registerFor(1);
+    Codec2InfoInternal::setCodec2InfoServiceCallback(component("m#1", nullptr, {{}}), 1);
     // A component without diagnostics is passed over, not called.
     Codec2InfoInternal::setCodec2InfoServiceCallback(std::make_shared<Callbacks>(), 2);
     logIntoTranscript();
     runDebug(*mService, {"--enable"});
-    ASSERT_TRUE(component.waitForSnapshots(2));
+    ASSERT_TRUE(awaitTranscribed("  m#1 snapshot", 2));
     EXPECT_EQ(transcript().find("  E/"), std::string::npos) << transcript();
     Codec2InfoInternal::removeStreamInfoByUniqueId(1);
     std::string dump = withoutSystemTimes(runDebug(*mService, {"--dump"}));
@@ -92,10 +89,9 @@ TEST_F(DebugMonitorTest, AStreamRemovedWhileTheMonitorRunsLeavesBothGenerations)
 }
 
 TEST_F(DebugMonitorTest, TheProcessCanExitWhileTheMonitorRuns) {
-    DebugComponent component;
-    component.registerFor(1);
+    Codec2InfoInternal::setCodec2InfoServiceCallback(component("m#1", nullptr, {{}}), 1);
     runDebug(*mService, {"--enable"});
-    ASSERT_TRUE(component.waitForSnapshots(1));
+    ASSERT_TRUE(awaitTranscribed("  m#1 snapshot", 1));
     // Not disabled: the process ends with the monitor running.
 }
 

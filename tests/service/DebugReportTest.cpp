@@ -7,6 +7,7 @@
 #include <regex>
 
 #include "support/DebugTestSupport.h"
+#include "support/Transcript.h"
 
 namespace c2info_test {
 namespace {
@@ -43,13 +44,13 @@ protected:
                 records[n].recordTime = at.recordTime;
                 records[n].recordTimeNs = at.recordTimeNs;
             }
-            mComponents.push_back(std::make_unique<DebugComponent>());
-            mComponents.back()->setSnapshots(records);
-            mComponents.back()->registerFor(stream.stream.streamid);
+            mNames.push_back(stream.component);
+            Codec2InfoInternal::setCodec2InfoServiceCallback(
+                    component(stream.component, nullptr, records), stream.stream.streamid);
         }
     }
 
-    std::vector<std::unique_ptr<DebugComponent>> mComponents;
+    std::vector<std::string> mNames;
 };
 
 TEST_P(DebugReportTest, MatchesItsGolden) {
@@ -60,7 +61,8 @@ TEST_P(DebugReportTest, MatchesItsGolden) {
     bool monitored = report.words != std::vector<std::string>{};
     if (monitored) {
         runDebug(*mService, {"--enable"});
-        for (auto& component : mComponents) ASSERT_TRUE(component->waitForSnapshots(1));
+        for (const std::string& name : mNames)
+            ASSERT_TRUE(awaitTranscribed("  " + name + " snapshot", 1));
     }
     std::string output = withoutSystemTimes(runDebug(*mService, report.words));
     output = std::regex_replace(output, std::regex("cmdCnt:\\d+, using mDebugDescList\\[\\d\\]"),
@@ -69,8 +71,9 @@ TEST_P(DebugReportTest, MatchesItsGolden) {
     if (monitored) runDebug(*mService, {"--disable"});
     // Both passes of the default command switch the components' debug on,
     // the end switches it off.
-    if (!monitored && !mComponents.empty()) {
-        EXPECT_EQ(mComponents[0]->debugSwitches(), (std::vector<bool>{true, true, false}));
+    if (!monitored && !mNames.empty()) {
+        EXPECT_EQ(transcribedAfter("  " + mNames[0] + " debug "),
+                  (std::vector<std::string>{"true", "true", "false"}));
     }
 }
 
@@ -96,10 +99,12 @@ TEST_F(ServiceTest, TheTimeBetweenSnapshotsIsSignedAndZeroIsNotNegative) {
             {200, 0, "  strId(3) Diff of debug info  RecordTime: 01-01 00:00:00.000"},
     };
     for (const auto& c : kCases) {
-        DebugComponent component;
-        component.registerFor(3);
-        component.setSnapshots({snapshotAt(200, 0), snapshotAt(c.seconds, c.nanoseconds)});
+        Codec2InfoInternal::setCodec2InfoServiceCallback(
+                component("c#3", nullptr,
+                          {snapshotAt(200, 0), snapshotAt(c.seconds, c.nanoseconds)}),
+                3);
         std::vector<std::string> lines = linesOf(runDebug(*mService, {}));
+        Codec2InfoInternal::removeStreamInfoByUniqueId(3);
         EXPECT_NE(std::find(lines.begin(), lines.end(), c.line), lines.end()) << c.line;
     }
 }

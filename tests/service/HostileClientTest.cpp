@@ -63,11 +63,9 @@ TEST_F(HostileClientTest, AReaderWhoNeverReadsHoldsUpNothingButItsOwnRequest) {
 // Before, the 2 s covered the whole write: a reader that took 20 KB/s lost
 // the end of a large report, cut mid-line.
 TEST_F(HostileClientTest, ASlowButSteadyReaderGetsTheWholeReport) {
-    std::vector<std::unique_ptr<DebugComponent>> components;
     for (uint32_t id = 1; id <= 16; ++id) {
         Codec2InfoInternal::addStreamInfo(makeStream(id));
-        components.push_back(std::make_unique<DebugComponent>());
-        components.back()->registerFor(id);
+        Codec2InfoInternal::setCodec2InfoServiceCallback(component("c#1", nullptr, {{}}), id);
     }
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);

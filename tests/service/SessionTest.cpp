@@ -68,33 +68,6 @@ std::string answered(Method&& method) {
         statement;             \
     } while (false)
 
-// The callables of component NAME#ID, each noting what it is asked; a
-// capture binds what `bind` points to, if anything.
-std::shared_ptr<Callbacks> component(const std::string& name, native_handle_t** bind = nullptr) {
-    auto callbacks = std::make_shared<Callbacks>();
-    callbacks->getInfoCb = [name](std::vector<std::string> keys, uint32_t id) {
-        note("  " + name + " asked for " + std::to_string(keys.size()) + " keys of " +
-             std::to_string(id));
-        std::vector<CmtInfoStruct> items;
-        for (const std::string& key : keys)
-            items.push_back({static_cast<int32_t>(key.size()), name + ":" + key});
-        return items;
-    };
-    callbacks->captureBufferCb = [name, bind] {
-        note("  " + name + " captures");
-        if (bind == nullptr || *bind == nullptr) return;
-        uint32_t id = static_cast<uint32_t>(std::stoul(name.substr(name.find('#') + 1)));
-        note("  bindCaptured = " + shown(Codec2InfoInternal::bindCaptured(id, *bind)));
-    };
-    callbacks->releaseBufferCb = [name] { note("  " + name + " releases"); };
-    callbacks->enableCaptureCb = [name](bool enable, uint64_t value) {
-        note("  " + name + " capture " + shown(enable) + " " + std::to_string(value));
-    };
-    callbacks->c2DumpCb = [name](bool enable) { note("  " + name + " dump " + shown(enable)); };
-    callbacks->reloadPropCb = [name] { note("  " + name + " reloads its properties"); };
-    return callbacks;
-}
-
 class Target : public Codec2InfoDebugTarget {
 public:
     explicit Target(std::string name) : mName(std::move(name)) {}

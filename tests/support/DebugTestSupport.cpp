@@ -45,47 +45,6 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-DebugComponent::~DebugComponent() {
-    for (uint32_t streamId : mStreamIds) Codec2InfoInternal::removeStreamInfoByUniqueId(streamId);
-}
-
-void DebugComponent::registerFor(uint32_t streamId) {
-    mStreamIds.push_back(streamId);
-    auto callbacks = std::make_shared<Callbacks>();
-    callbacks->getDebugInfoCb = [this](_DebugDescription* d) {
-        std::lock_guard<std::mutex> lock(mLock);
-        if (!mRecords.empty()) {
-            size_t n = std::min<size_t>(mSnapshots, mRecords.size() - 1);
-            *d = mRecords[n];
-        }
-        ++mSnapshots;
-    };
-    callbacks->enableDebugCb = [this](bool enable) {
-        std::lock_guard<std::mutex> lock(mLock);
-        mDebugSwitches.push_back(enable);
-    };
-    Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, streamId);
-}
-
-void DebugComponent::setSnapshots(std::vector<_DebugDescription> snapshots) {
-    std::lock_guard<std::mutex> lock(mLock);
-    mRecords = std::move(snapshots);
-}
-
-bool DebugComponent::waitForSnapshots(int count) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (mSnapshots < count) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
-std::vector<bool> DebugComponent::debugSwitches() const {
-    std::lock_guard<std::mutex> lock(mLock);
-    return mDebugSwitches;
-}
-
 _DebugDescription snapshotAt(time_t seconds, long nanoseconds) {
     _DebugDescription d{};
     d.recordTime.tv_sec = seconds;

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "ServiceTestSupport.h"
 
@@ -14,9 +16,21 @@ void note(const std::string& line);
 std::string transcript();
 // How many lines of the transcript read exactly so.
 size_t transcribed(const std::string& line);
+// The rest of each line that starts with `prefix`, in order.
+std::vector<std::string> transcribedAfter(const std::string& prefix);
 // From now on every log line, DEBUG too, is noted as "  P/tag: text", with
 // "System Time" values masked.
 void logIntoTranscript();
+
+// Waits until the transcript holds `count` lines that read so; false after 10 s.
+bool awaitTranscribed(const std::string& line, size_t count);
+
+// The callables of component NAME#ID, each noting what it is asked; a
+// capture binds what `bind` points to, if anything. With records, it
+// notes its debug switch and each snapshot it answers: the n-th record
+// (from 0), the last repeated.
+std::shared_ptr<Callbacks> component(const std::string& name, native_handle_t** bind = nullptr,
+                                     std::vector<_DebugDescription> records = {});
 
 // A listener that notes "  NAME hears WHAT", then does what the test asks.
 template <typename Interface>
