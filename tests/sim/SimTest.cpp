@@ -100,41 +100,31 @@ TEST_F(SimTest, EachShippedScenarioReachesItsVerdict) {
         std::string analysis = run.out.substr(begin, run.out.find("[Finish]") - begin);
         analyses += "== " + file.filename().string() + "\n" + analysis;
     }
-    EXPECT_EQ(analyses, c2info_test::slurp(C2INFO_SIM_GOLDEN));
+    EXPECT_EQ(analyses, c2info_test::slurp(C2INFO_SIM_GOLDEN "/shipped-scenarios.txt"));
 }
 
+// What each says on standard error is all it does: nothing runs.
 TEST_F(SimTest, AMalformedScenarioIsRefusedWithItsPathAndRunsNothing) {
     const std::string kStream = R"({"stream": {"streamid": 1}, "component": "a")";
-    const struct {
-        std::string streams;
-        const char* message;
-    } kCases[] = {
-            {R"({"stream": {"streamid": 1, "width": 7}, "component": "a"})",
-             "streams[0].stream.width: expected an even integer from 2 to 8192"},
-            {kStream + R"(, "debug": {"pendingES": 256}})",
-             "streams[0].debug.pendingES: expected an integer from 0 to 255"},
-            {kStream + R"(, "debug": {"input": "many"}})",
-             "streams[0].debug.input: expected an integer"},
-            {kStream + "}, " + kStream + "}",
-             "streams[1].stream.streamid: expected an id that streams[0] does not use"},
-            {kStream + R"(, "events": [{"atMs": 5, "event": "Resolution_change"}]})",
-             "streams[0].events[0].event: expected an event name"},
-            {kStream + R"(, "colour": 1})", "streams[0].colour: unknown key"},
-            {kStream + "}, ]", "not JSON: parse error at line 1"},
-            {kStream + R"(, "debug": {"input": 1e400}})", "not JSON: number overflow"},
-            {kStream + R"(, "perSecond": {"pendingES": 256}})",
-             "streams[0].perSecond.pendingES: expected a number from 0 to 255"},
-    };
-    for (const auto& mistake : kCases) {
+    std::string refusals;
+    for (const std::string& streams : {
+                 R"({"stream": {"streamid": 1, "width": 7}, "component": "a"})" + std::string(),
+                 kStream + R"(, "debug": {"pendingES": 256}})",
+                 kStream + R"(, "debug": {"input": "many"}})",
+                 kStream + "}, " + kStream + "}",
+                 kStream + R"(, "events": [{"atMs": 5, "event": "Resolution_change"}]})",
+                 kStream + R"(, "colour": 1})",
+                 kStream + "}, ]",
+                 kStream + R"(, "debug": {"input": 1e400}})",
+                 kStream + R"(, "perSecond": {"pendingES": 256}})",
+         }) {
         mScratch.write("bad.json",
-                       R"({"name": "bad", "seconds": 1, "streams": [)" + mistake.streams + "]}");
+                       R"({"name": "bad", "seconds": 1, "streams": [)" + streams + "]}");
         Outcome run = sim("--scenario bad.json");
-        EXPECT_EQ(run.status, 2) << mistake.message;
-        EXPECT_NE(run.err.find("c2info-sim: bad.json: " + std::string(mistake.message)),
-                  std::string::npos)
-                << run.err;
-        EXPECT_EQ(run.err.find("addStreamInfo"), std::string::npos) << mistake.message;
+        EXPECT_EQ(run.status, 2) << streams;
+        refusals += run.err;
     }
+    EXPECT_EQ(refusals, c2info_test::slurp(C2INFO_SIM_GOLDEN "/malformed-scenarios.txt"));
 }
 
 TEST_F(SimTest, AfterTheApplicationDiesItsListenersHearNothing) {
