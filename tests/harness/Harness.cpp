@@ -12,26 +12,25 @@
 
 namespace c2info_test {
 
-ST_STREAM_LIST makeStream(uint32_t streamId, const std::string& info) {
-    ST_STREAM_LIST stream{};
-    stream.sourcetype = static_cast<int32_t>(streamId % 7);
-    stream.width = 1920;
-    stream.height = 1080;
-    stream.field3 = streamId + 3;
-    stream.field4 = streamId + 4;
-    stream.field5 = streamId + 5;
-    stream.field6 = streamId + 6;
-    stream.field7 = streamId + 7;
-    stream.framerate = 60;
-    stream.streamid = streamId;
-    stream.pqid = -static_cast<int32_t>(streamId);
-    stream.hwSyncId = 0x100000000ull + streamId;
-    stream.portId = streamId + 12;
-    stream.colorformat = 1;
-    stream.lumaoffset = 0x200000000ull + streamId;
-    stream.chromaoffset = 0x300000000ull + streamId;
-    stream.info = info;
-    return stream;
+ST_STREAM_LIST makeStream(uint32_t id, const std::string& info) {
+    return {static_cast<int32_t>(id % 7),
+            1920,
+            1080,
+            id + 3,
+            id + 4,
+            id + 5,
+            id + 6,
+            id + 7,
+            60,
+            id,
+            -static_cast<int32_t>(id),
+            0x100000000ull + id,
+            id + 12,
+            0,
+            1,
+            0x200000000ull + id,
+            0x300000000ull + id,
+            info};
 }
 
 native_handle_t* handleOf(const std::vector<int>& fds) {

@@ -130,17 +130,17 @@ protected:
         });
     }
     // The id answered is kept in mLastId.
-    std::string listen(const sp<StreamEar>& ear) {
-        auto [calls, answer] = answerOf<InfoReturn, uint64_t>(
-                [&](auto cb) { mService->registerStreamListener(ear, cb); });
+    template <typename Method>
+    std::string registered(Method&& method) {
+        auto [calls, answer] = answerOf<InfoReturn, uint64_t>(method);
         mLastId = std::get<1>(answer);
         return shown(std::get<0>(answer)) + " " + std::to_string(mLastId);
     }
+    std::string listen(const sp<StreamEar>& ear) {
+        return registered([&](auto cb) { mService->registerStreamListener(ear, cb); });
+    }
     std::string listen(uint64_t id, const Words& names, const sp<EventEar>& ear) {
-        auto [calls, answer] = answerOf<InfoReturn, uint64_t>(
-                [&](auto cb) { mService->registerEventListener(id, names, ear, cb); });
-        mLastId = std::get<1>(answer);
-        return shown(std::get<0>(answer)) + " " + std::to_string(mLastId);
+        return registered([&](auto cb) { mService->registerEventListener(id, names, ear, cb); });
     }
     Return<CmtReturn> listen(uint64_t id, const sp<InfoEar>& ear, hidl_vec<uint64_t> events) {
         return mService->registerListener(id, ear, events);
