@@ -1,5 +1,6 @@
-// Readers that never read or have gone, a release racing a capture, and
-// components whose callables throw: the service answers and lives on.
+// Readers that never read or have gone, output too large or with no
+// descriptor left to stage, a release racing a capture, and components
+// whose callables throw: the service answers and lives on.
 #include <android/log.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -19,6 +20,7 @@
 namespace c2info_test {
 namespace {
 
+using ::vendor::larkspan::hardware::c2::info::implementation::Codec2InfoDebugTarget;
 using ::vendor::larkspan::hardware::c2::info::V1_0::CAPTURE_BUFFER_DESCRIPTION;
 
 class HostileClientTest : public ServiceTest {
@@ -225,45 +227,39 @@ TEST_F(HostileClientTest, ALongListOfEventNamesDoesNotHoldUpPosts) {
 // Before, each throw went through a binder thread or ended the monitor
 // thread: std::terminate.
 TEST_F(HostileClientTest, CallablesThatThrowAreAnsweredAsFailures) {
-    auto fail = [] { throw std::runtime_error("boom"); };
+    auto fail = [](auto&&...) { throw std::runtime_error("boom"); };
     auto callbacks = std::make_shared<Callbacks>();
-    callbacks->getInfoCb = [&](std::vector<std::string>, uint32_t) -> std::vector<CmtInfoStruct> {
-        fail();
-        return {};
+    callbacks->getInfoCb = [](auto&&...) -> std::vector<CmtInfoStruct> {
+        throw std::runtime_error("boom");
     };
-    callbacks->captureBufferCb = fail;
-    callbacks->releaseBufferCb = fail;
-    callbacks->enableCaptureCb = [&](bool, uint64_t) { fail(); };
-    callbacks->enableDebugCb = [&](bool) { fail(); };
-    callbacks->getDebugInfoCb = [&](_DebugDescription*) { fail(); };
-    callbacks->c2DumpCb = [&](bool) { throw 42; };
-    callbacks->reloadPropCb = fail;
+    callbacks->captureBufferCb = callbacks->releaseBufferCb = callbacks->reloadPropCb = fail;
+    callbacks->enableCaptureCb = fail;
+    callbacks->enableDebugCb = fail;
+    callbacks->getDebugInfoCb = fail;
+    callbacks->c2DumpCb = [](bool) { throw 42; };
     Codec2InfoInternal::addStreamInfo(makeStream(1));
     Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, 1);
 
     logIntoTranscript();
-    mService->getInfo(1, {"key"}, [](CmtReturn ret, const hidl_vec<CmtInfoStruct>& items) {
-        EXPECT_EQ(ret, CmtReturn::FAILURE);
-        EXPECT_EQ(items.size(), 0u);
-    });
-    mService->getCurrentVDECBuffer(1, [](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION&) {
-        EXPECT_EQ(ret, InfoReturn::FAILURE);
-    });
+    auto info = answerOf<CmtReturn, hidl_vec<CmtInfoStruct>>(
+            [&](auto cb) { mService->getInfo(1, {"key"}, cb); });
+    EXPECT_EQ(std::get<0>(info.second), CmtReturn::FAILURE);
+    EXPECT_EQ(std::get<1>(info.second).size(), 0u);
+    auto capture = answerOf<InfoReturn, CAPTURE_BUFFER_DESCRIPTION>(
+            [&](auto cb) { mService->getCurrentVDECBuffer(1, cb); });
+    EXPECT_EQ(std::get<0>(capture.second), InfoReturn::FAILURE);
     EXPECT_EQ(mService->releaseVDECBuffer(1), InfoReturn::FAILURE);
     EXPECT_EQ(mService->enableCapture(1, true, 0), InfoReturn::FAILURE);
     runDebug(*mService, {"--enable"});
-    const std::string monitorCaught = "[getDebugInfo_l] getDebugInfoCb threw: boom";
-    for (int i = 0; i < 1000 && transcribed("  E/service_tests: " + monitorCaught) == 0; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    EXPECT_TRUE(
+            awaitTranscribed("  E/service_tests: [getDebugInfo_l] getDebugInfoCb threw: boom", 1));
     for (const char* word : {"--reloadProp", "--disable"}) runDebug(*mService, {word});
     runDebug(*mService, {"--c2dump", "1", "1"});
     for (const char* line :
          {"[getInfo] getInfoCb threw: boom", "[getCurrentVDECBuffer] captureBufferCb threw: boom",
           "[releaseVDECBuffer] releaseBufferCb threw: boom",
           "[enableCapture] enableCaptureCb threw: boom",
-          "[enableDebug_l] enableDebugCb threw: boom",
-          "[getDebugInfo_l] getDebugInfoCb threw: boom", "[cmdReloadProp] reloadPropCb threw: boom",
+          "[enableDebug_l] enableDebugCb threw: boom", "[cmdReloadProp] reloadPropCb threw: boom",
           "[cmdC2Dump] c2DumpCb threw"}) {
         EXPECT_GE(transcribed("  E/service_tests: " + std::string(line)), 1u) << line;
     }
@@ -307,6 +303,61 @@ TEST_F(HostileClientTest, AMonitorThatCannotStartLeavesTheMonitorStopped) {
               "C2 LsHal Ver-1.3 - Dump(not enabled)");
     EXPECT_EQ(linesOf(runDebug(*mService, {"--enable"})).size(), 2u);
     runDebug(*mService, {"--disable"});
+}
+
+TEST_F(HostileClientTest, TheDefaultCommandLetsComponentsInWhileItSleeps) {
+    Codec2InfoInternal::setCodec2InfoServiceCallback(component("c#1", nullptr, {{}}), 1);
+    std::thread request([&] { runDebug(*mService, {}); });
+    ASSERT_TRUE(awaitTranscribed("  c#1 snapshot", 1));
+    EXPECT_EQ(Codec2InfoInternal::addStreamInfo(makeStream(2)), InfoReturn::SUCCESS);
+    EXPECT_EQ(transcribed("  c#1 snapshot"), 1u) << "the stream got in only after the second pass";
+    request.join();
+    EXPECT_EQ(transcribed("  c#1 snapshot"), 2u);
+}
+
+// A target that writes without end, and a process out of descriptors:
+// before, the first was read back in one allocation (bad_alloc ended the
+// process) and the second left the requester with nothing.
+TEST_F(HostileClientTest, OutputThatCannotBeStagedWholeIsSaidSo) {
+    class Flood : public Codec2InfoDebugTarget {
+    public:
+        const std::string& targetName() override { return mName; }
+        void printUsage(int, int) override {}
+        void dump(int fd, const std::vector<std::string_view>&) override {
+            std::string megabyte(1 << 20, 'x');
+            for (int i = 0; i < 20; ++i) (void)!write(fd, megabyte.data(), megabyte.size());
+        }
+        std::string mName = "flood";
+    };
+    mService->addDebugTarget(std::make_shared<Flood>());
+    std::string flooded = runDebug(*mService, {"--flood", "now"});
+    const std::string cut = "C2 LsHal Ver-1.3 - output cut: more than 16777216 bytes\n";
+    ASSERT_EQ(flooded.size(), (16u << 20) + cut.size());
+    EXPECT_EQ(flooded.find_first_not_of('x'), 16u << 20);
+    EXPECT_EQ(flooded.substr(16u << 20), cut);
+
+    // A pipe, as lshal's: without descriptors it cannot be opened again
+    // non-blocking either, and is written no more than poll() promised.
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    native_handle_t* handle = native_handle_create(1, 0);
+    handle->data[0] = ends[1];
+    rlimit saved;
+    getrlimit(RLIMIT_NOFILE, &saved);
+    // One descriptor allowed, taken by standard input: poll() still works.
+    ASSERT_NE(fcntl(0, F_GETFD), -1);
+    rlimit one{1, saved.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &one);
+    mService->debug(hidl_handle(handle), {"--reset"});
+    setrlimit(RLIMIT_NOFILE, &saved);
+    std::string unstaged(128, '\0');
+    native_handle_close(handle);
+    unstaged.resize(std::max<ssize_t>(0, read(ends[0], unstaged.data(), unstaged.size())));
+    close(ends[0]);
+    EXPECT_EQ(unstaged,
+              "C2 LsHal Ver-1.3 - output could not be staged, request not run: Too many open "
+              "files\n");
+    native_handle_delete(handle);
 }
 
 }  // namespace

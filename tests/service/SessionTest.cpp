@@ -8,8 +8,6 @@
 
 #include <functional>
 #include <map>
-#include <mutex>
-#include <thread>
 
 #include "support/DebugTestSupport.h"
 #include "support/Transcript.h"
@@ -535,22 +533,6 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
         native_handle_delete(buffer);
     }
     EXPECT_EQ(transcript(), golden("session.txt"));
-}
-
-TEST(ServiceObjectTest, ConcurrentFirstCallsShareOneInstance) {
-    std::vector<Codec2InfoService*> seen(8);
-    std::vector<std::thread> threads;
-    for (Codec2InfoService*& service : seen) {
-        threads.emplace_back([&service] { service = Codec2InfoService::getInstance().get(); });
-    }
-    for (std::thread& t : threads) t.join();
-    EXPECT_NE(seen[0], nullptr);
-    EXPECT_EQ(std::count(seen.begin(), seen.end(), seen[0]), 8);
-}
-
-TEST(ServiceObjectTest, DropModeReadersBeforeTheServiceExistsAnswerZero) {
-    EXPECT_EQ(Codec2InfoInternal::getDropMode(), 0u);
-    EXPECT_EQ(Codec2InfoInternal::getBootCompleteTime(), 0);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Posts for one stream from several threads, while the information
-// listener is registered again and again.
+// Calls racing each other: posts for one stream while its information
+// listener is registered again and again, and first calls of the service.
 #include <atomic>
 #include <mutex>
 #include <thread>
@@ -48,6 +48,22 @@ TEST_F(ServiceTest, PostsForOneStreamReachEveryListenerInOneOrder) {
     reRegistering.join();
     EXPECT_EQ(heardByEvents.size(), 600u);
     EXPECT_EQ(heardByEvents, heardByApp);
+}
+
+TEST(ServiceObjectTest, ConcurrentFirstCallsShareOneInstance) {
+    std::vector<Codec2InfoService*> seen(8);
+    std::vector<std::thread> threads;
+    for (Codec2InfoService*& service : seen) {
+        threads.emplace_back([&service] { service = Codec2InfoService::getInstance().get(); });
+    }
+    for (std::thread& t : threads) t.join();
+    EXPECT_NE(seen[0], nullptr);
+    EXPECT_EQ(std::count(seen.begin(), seen.end(), seen[0]), 8);
+}
+
+TEST(ServiceObjectTest, DropModeReadersBeforeTheServiceExistsAnswerZero) {
+    EXPECT_EQ(Codec2InfoInternal::getDropMode(), 0u);
+    EXPECT_EQ(Codec2InfoInternal::getBootCompleteTime(), 0);
 }
 
 }  // namespace
