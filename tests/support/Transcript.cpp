@@ -13,8 +13,10 @@
 namespace c2info_test {
 
 namespace {
-std::mutex gLock;
-std::string gTranscript;
+// Never destroyed: a monitor thread may still note a line while the
+// process exits.
+std::mutex& gLock = *new std::mutex;
+std::string& gTranscript = *new std::string;
 }  // namespace
 
 void note(const std::string& line) {
