@@ -6,7 +6,6 @@
 #include <cutils/properties.h>
 #include <sys/mman.h>
 
-#include <functional>
 #include <map>
 
 #include "support/DebugTestSupport.h"

@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,17 +21,6 @@ protected:
     }
     c2info_test::Scratch mScratch;
 };
-
-// The verdict lines of the owner analysis, stream by stream: "strId(N)"
-// followed by the owner line of that stream.
-std::vector<std::string> verdicts(const std::string& out) {
-    std::vector<std::string> found;
-    std::istringstream lines(out.substr(out.find("- owner\t")));
-    for (std::string line; std::getline(lines, line);) {
-        if (line.find("dispatch to") != std::string::npos) found.push_back(line);
-    }
-    return found;
-}
 
 struct Rgb {
     int r, g, b;
@@ -59,12 +46,11 @@ std::vector<Rgb> readPng(const std::string& file, uint32_t* width, uint32_t* hei
 TEST_F(SimTest, TheShowNamesEachStreamsOwnerAndSavesAColourBarFrame) {
     Outcome run = sim("");
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(verdicts(run.out),
-              (std::vector<std::string>{
-                      "  No abnormal case found. By default, dispatch to **displink owner** to "
-                      "confirm ",
-                      "  dispatch to **APK owner** ", "  dispatch to **Displink Owner** ",
-                      "  dispatch to **C2BWM Owner** "}));
+    // The engineer's owner analysis ends with the stream paused by C2BWM.
+    EXPECT_NE(run.out.find("  dispatch to **C2BWM Owner** \n  Continue to check next stream... "
+                           "\n  [Finish]"),
+              std::string::npos)
+            << run.out;
     // The broadcast stream went to 3840x2160 at 1.5 s; its frame shows the
     // eight bars, white to black, with the moving box on at most one of
     // the four rows probed.
