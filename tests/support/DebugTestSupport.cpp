@@ -6,7 +6,6 @@
 #include <fstream>
 #include <regex>
 #include <sstream>
-#include <thread>
 
 namespace c2info_test {
 

@@ -1,13 +1,9 @@
 // Helpers for the diagnostics tests: a debug request with a real file
-// descriptor, and a component whose snapshots the test decides.
+// descriptor, its output made comparable, and records at fixed times.
 #pragma once
 
 #include <DebugDescription.h>
 
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
 
