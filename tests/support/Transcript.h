@@ -1,5 +1,5 @@
-// A transcript that tests write and compare: notes, log lines (once
-// logInto() is the logger) and what listeners hear.
+// A transcript that tests write and compare: notes, log lines (after
+// logIntoTranscript()) and what listeners and components are told.
 #pragma once
 
 #include <functional>
