@@ -86,7 +86,7 @@ TEST_F(SimTest, EachShippedScenarioReachesItsVerdict) {
         std::string analysis = run.out.substr(begin, run.out.find("[Finish]") - begin);
         analyses += "== " + file.filename().string() + "\n" + analysis;
     }
-    EXPECT_EQ(analyses, c2info_test::slurp(C2INFO_SIM_GOLDEN "/shipped-scenarios.txt"));
+    EXPECT_EQ(analyses, c2info_test::slurp(C2INFO_SIM_GOLDEN_DIR "/shipped-scenarios.txt"));
 }
 
 // What each says on standard error is all it does: nothing runs.
@@ -110,7 +110,7 @@ TEST_F(SimTest, AMalformedScenarioIsRefusedWithItsPathAndRunsNothing) {
         EXPECT_EQ(run.status, 2) << streams;
         refusals += run.err;
     }
-    EXPECT_EQ(refusals, c2info_test::slurp(C2INFO_SIM_GOLDEN "/malformed-scenarios.txt"));
+    EXPECT_EQ(refusals, c2info_test::slurp(C2INFO_SIM_GOLDEN_DIR "/malformed-scenarios.txt"));
 }
 
 TEST_F(SimTest, AfterTheApplicationDiesItsListenersHearNothing) {
