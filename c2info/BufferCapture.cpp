@@ -2,6 +2,8 @@
 // stream's component binds the buffer, the client hands it back.
 #include <Codec2InfoService.h>
 
+#include <algorithm>
+
 #include "ComponentCall.h"
 #include "ServiceLog.h"
 
@@ -12,26 +14,74 @@ namespace c2 {
 namespace info {
 namespace implementation {
 
-// The capture lock is held until the client has its answer: a release on
-// another thread, which lets the component free the buffer, waits for it.
+namespace {
+
+// The streams whose capture this thread is answering, innermost last. A
+// release or removal from inside an answer does not wait for that answer.
+thread_local std::vector<uint32_t> tAnswering;
+
+}  // namespace
+
+// The client is answered with no lock held, so that it may hand the buffer
+// back, post or ask for debug output from inside its answer; a release or
+// the stream's removal on another thread waits for the answer instead.
 Return<void> Codec2InfoService::getCurrentVDECBuffer(uint32_t uniqueStreamId,
                                                      getCurrentVDECBuffer_cb cb) {
     const char* kFunction = "getCurrentVDECBuffer";
     logDebugText("getCurrentVDECBuffer : uniqueStreamId = %u", uniqueStreamId);
     CAPTURE_BUFFER_DESCRIPTION desc{};
-    if (calledFromCallback(RankedMutex::kCapture, kFunction)) {
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) {
         cb(InfoReturn::FAILURE, desc);
         return Void();
     }
-    MuxGuard captureLock(mCaptureLock);
     InfoReturn result;
     {
         MuxGuard lock(mLock);
         result = describeCurrentBuffer_l(uniqueStreamId, &desc);
+        if (result == InfoReturn::SUCCESS) ++mCaptureAnswers[uniqueStreamId];
     }
     logDebugLine(654, kFunction, "unlock");
+    if (result != InfoReturn::SUCCESS) {
+        cb(result, desc);
+        return Void();
+    }
+    // Counted as an answer in flight until the client returns, on every way
+    // out, a client that throws included.
+    struct InFlight {
+        Codec2InfoService* service;
+        uint32_t streamId;
+        ~InFlight() {
+            tAnswering.pop_back();
+            MuxGuard lock(service->mLock);
+            auto answers = service->mCaptureAnswers.find(streamId);
+            if (--answers->second == 0) service->mCaptureAnswers.erase(answers);
+            service->mCaptureAnswered.notify_all();
+        }
+    };
+    tAnswering.push_back(uniqueStreamId);
+    InFlight inFlight{this, uniqueStreamId};
     cb(result, desc);
     return Void();
+}
+
+bool Codec2InfoService::awaitCaptureAnswers_l(MuxLock& lock, uint32_t uniqueStreamId,
+                                              const char* function) {
+    auto answeredElsewhere = [&] {
+        auto answers = mCaptureAnswers.find(uniqueStreamId);
+        if (answers == mCaptureAnswers.end()) return false;
+        auto mine = std::count(tAnswering.begin(), tAnswering.end(), uniqueStreamId);
+        return answers->second > static_cast<uint32_t>(mine);
+    };
+    if (!answeredElsewhere()) return true;
+    // An answer counts as held below every lock: a thread that holds one of
+    // them, or is answering a capture itself, may be what the other answer
+    // waits for.
+    if (RankedMutex::heldBelowRank(RankedMutex::kMain) || !tAnswering.empty()) {
+        logRefusal(function);
+        return false;
+    }
+    mCaptureAnswered.wait(lock, [&] { return !answeredElsewhere(); });
+    return true;
 }
 
 InfoReturn Codec2InfoService::describeCurrentBuffer_l(uint32_t uniqueStreamId,
@@ -89,9 +139,9 @@ InfoReturn Codec2InfoService::describeCurrentBuffer_l(uint32_t uniqueStreamId,
 Return<InfoReturn> Codec2InfoService::releaseVDECBuffer(uint32_t uniqueStreamId) {
     const char* kFunction = "releaseVDECBuffer";
     logDebugText("release vdec buffer : uniqueStreamId = %u", uniqueStreamId);
-    if (calledFromCallback(RankedMutex::kCapture, kFunction)) return InfoReturn::FAILURE;
-    MuxGuard captureLock(mCaptureLock);
-    MuxGuard lock(mLock);
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
+    MuxLock lock(mLock);
+    if (!awaitCaptureAnswers_l(lock, uniqueStreamId, kFunction)) return InfoReturn::FAILURE;
     std::shared_ptr<Callbacks> callbacks = findCallbacks_l(uniqueStreamId);
     if (callbacks == nullptr || !callbacks->releaseBufferCb) {
         logDebugLine(671, kFunction, "unlock");

@@ -83,9 +83,13 @@ InfoReturn Codec2InfoService::linkListenerDeath(const sp<IBase>& listener,
 
 bool Codec2InfoService::calledFromCallback(RankedMutex::Rank rank, const char* function) {
     if (!RankedMutex::heldFromRank(rank)) return false;
+    logRefusal(function);
+    return true;
+}
+
+void Codec2InfoService::logRefusal(const char* function) {
     logText(ANDROID_LOG_ERROR, "[%s] called from inside a callback of the service: refused",
             function);
-    return true;
 }
 
 // The table is filled by the constructor and never changed: no lock.

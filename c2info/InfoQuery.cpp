@@ -35,6 +35,7 @@ Return<CmtReturn> Codec2InfoService::registerListener(uint64_t uniqueId,
     // notification, which holds it. The stream is looked up in the set of
     // live ids instead, so it is not there yet while an addition is being
     // told and still there while a removal is.
+    MuxLock postLock = awaitInfoNotification();
     MuxGuard queryLock(mQueryListenerLock);
     if ((uniqueId >> 32) != 0 || !streamIdLive(lowerBits(uniqueId))) {
         logLine(ANDROID_LOG_ERROR, 542, kFunction, " uniqueId(%llu) is not exist",
@@ -56,6 +57,7 @@ Return<CmtReturn> Codec2InfoService::unregisterListener(uint64_t uniqueId) {
     const char* kFunction = "unregisterListener";
     logDebugLine(549, kFunction, "id = %llu", static_cast<unsigned long long>(uniqueId));
     if (calledFromCallback(RankedMutex::kQueryListener, kFunction)) return CmtReturn::FAILURE;
+    MuxLock postLock = awaitInfoNotification();
     MuxGuard queryLock(mQueryListenerLock);
     if (mInfoListeners.empty()) {
         logLine(ANDROID_LOG_ERROR, 553, kFunction, " unregisterListener is empty");
@@ -71,6 +73,14 @@ Return<CmtReturn> Codec2InfoService::unregisterListener(uint64_t uniqueId) {
     logDebugLine(560, kFunction, " uniqueId(%llu) is exist , removed success",
                  static_cast<unsigned long long>(uniqueId));
     return CmtReturn::SUCCESS;
+}
+
+// Once registering or unregistering has returned, the old listener is never
+// told again. Its own notification, and a stream listener's (main lock
+// held), do not wait: the listener would wait for itself.
+Codec2InfoService::MuxLock Codec2InfoService::awaitInfoNotification() {
+    if (RankedMutex::heldFromRank(RankedMutex::kPost)) return MuxLock(mPostLock, std::defer_lock);
+    return MuxLock(mPostLock);
 }
 
 Return<void> Codec2InfoService::getIdList(getIdList_cb cb) {

@@ -169,11 +169,11 @@ Return<InfoReturn> Codec2InfoService::updateStreamInfo(uint32_t streamUniqueId,
 
 Return<InfoReturn> Codec2InfoService::removeStreamInfoByUniqueId(uint32_t uniqueId) {
     const char* kFunction = "removeStreamInfoByUniqueId";
-    if (calledFromCallback(RankedMutex::kCapture, kFunction)) return InfoReturn::FAILURE;
+    if (calledFromCallback(RankedMutex::kMain, kFunction)) return InfoReturn::FAILURE;
     // A capture being answered keeps the stream, and with it the buffer its
     // component bound, until the client has the handle.
-    MuxGuard captureLock(mCaptureLock);
-    MuxGuard lock(mLock);
+    MuxLock lock(mLock);
+    if (!awaitCaptureAnswers_l(lock, uniqueId, kFunction)) return InfoReturn::FAILURE;
     if (Codec2InfoInternalCallbacks.count(uniqueId) != 0) {
         logDebugLine(421, kFunction,
                      "removed uniqueId(%u) Callback form Codec2InfoInternalCallbacks", uniqueId);

@@ -48,20 +48,17 @@ Return<void> Codec2InfoService::debug(const hidl_handle& fd, const hidl_vec<hidl
         logText(ANDROID_LOG_ERROR, "Invalid parameters passed to debug()");
         return Void();
     }
-    // From inside a callable, a stream or event listener or a capture's
-    // answer, the request would wait for its own thread. The information
-    // listener holds only the post lock and is served.
-    if (calledFromCallback(RankedMutex::kDebugCommand, "debug")) return Void();
-    // Without a stage the handlers would have nowhere to write; a process
-    // out of descriptors answers with one line and runs nothing.
+    // Without a stage the handlers would have nowhere to write; the
+    // requester has been told so in one line.
     StagedOutput output(handle->data[0]);
     if (!output.staged()) return Void();
     cmdOtpions(output, args);
     return Void();
 }
 
-// Only the handlers of the monitor and its snapshots wait for one another;
-// help, reset and the debug targets take no lock of the service.
+// Help, reset and the debug targets take no lock of the service and answer
+// from anywhere, a component's callable included. The handlers that lock
+// refuse where their lock would wait for the calling thread itself.
 void Codec2InfoService::cmdOtpions(StagedOutput& output, const hidl_vec<hidl_string>& args) {
     int fd = output.fd();
     if (args.size() == 0) {
@@ -114,8 +111,8 @@ void Codec2InfoService::cmdOtpions(StagedOutput& output, const hidl_vec<hidl_str
 }
 
 void Codec2InfoService::cmdDefault(StagedOutput& output) {
+    if (calledFromCallback(RankedMutex::kMain, "debug")) return;
     int fd = output.fd();
-    MuxGuard commandLock(mDebugCommandLock);
     MuxLock lock(mLock);
     dprintf(fd, "%s - Default\n", kDebugBanner);
     printSystemTime(fd, nullptr);
@@ -161,6 +158,7 @@ void Codec2InfoService::cmdHelp(int fd) {
 }
 
 void Codec2InfoService::cmdEnable(int fd) {
+    if (calledFromCallback(RankedMutex::kDebugCommand, "debug")) return;
     MuxGuard commandLock(mDebugCommandLock);
     MuxGuard lock(mLock);
     dprintf(fd, "%s - Enable\n", kDebugBanner);
@@ -182,6 +180,7 @@ void Codec2InfoService::cmdEnable(int fd) {
 }
 
 void Codec2InfoService::cmdDisable(StagedOutput& output) {
+    if (calledFromCallback(RankedMutex::kDebugCommand, "debug")) return;
     int fd = output.fd();
     MuxGuard commandLock(mDebugCommandLock);
     MuxLock lock(mLock);
@@ -205,7 +204,7 @@ void Codec2InfoService::cmdDisable(StagedOutput& output) {
 }
 
 void Codec2InfoService::cmdDump(int fd) {
-    MuxGuard commandLock(mDebugCommandLock);
+    if (calledFromCallback(RankedMutex::kMain, "debug")) return;
     MuxGuard lock(mLock);
     dprintf(fd, "%s - Dump\n", kDebugBanner);
     printSystemTime(fd, nullptr);
@@ -217,7 +216,7 @@ void Codec2InfoService::cmdDump(int fd) {
 }
 
 void Codec2InfoService::cmdOwner(int fd) {
-    MuxGuard commandLock(mDebugCommandLock);
+    if (calledFromCallback(RankedMutex::kMain, "debug")) return;
     MuxGuard lock(mLock);
     dprintf(fd, "%s - Owner\n", kDebugBanner);
     printSystemTime(fd, nullptr);
@@ -229,6 +228,7 @@ void Codec2InfoService::cmdOwner(int fd) {
 }
 
 void Codec2InfoService::cmdReloadProp(int fd) {
+    if (calledFromCallback(RankedMutex::kMain, "debug")) return;
     MuxGuard lock(mLock);
     printSystemTime(fd, "Reload Prop");
     reloadLogSwitch();
@@ -243,6 +243,7 @@ void Codec2InfoService::cmdReset(int fd) {
 }
 
 void Codec2InfoService::cmdC2Dump(int fd, int streamId, bool enable) {
+    if (calledFromCallback(RankedMutex::kMain, "debug")) return;
     MuxGuard lock(mLock);
     dprintf(fd, "%s - Dump streamId: %d %s\n", kDebugBanner, streamId,
             enable ? "enable" : "disable");

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 
 #include "../ServiceLog.h"
 #include "DebugOutput.h"
@@ -68,6 +69,36 @@ private:
     bool mRaised = false;
 };
 
+// A memory file that may not grow past the limit and its margin: a write
+// beyond fails, and the handler's output ends there. -1 with errno set when
+// the process has no descriptor or memory to spare.
+int makeStage() {
+    int stage = memfd_create("c2info-debug", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (stage >= 0 && ftruncate(stage, StagedOutput::kStageLimit + kStageMargin) == 0 &&
+        fcntl(stage, F_ADD_SEALS, F_SEAL_GROW | F_SEAL_SEAL) == 0) {
+        return stage;
+    }
+    int error = errno;
+    if (stage >= 0) close(stage);
+    errno = error;
+    return -1;
+}
+
+// A stage made by the first request, while the process still has
+// descriptors, for a later one that finds none: a "disable" must still
+// stop the monitor in a process that has run out of them. One request
+// holds it at a time; the lock is only ever tried, so that a request made
+// from inside another's command cannot wait for it.
+struct ReserveStage {
+    std::mutex lock;
+    int fd = makeStage();
+};
+
+ReserveStage& reserveStage() {
+    static ReserveStage* reserve = new ReserveStage;  // outlives every request
+    return *reserve;
+}
+
 }  // namespace
 
 StagedOutput::StagedOutput(int requesterFd) : mRequesterFd(requesterFd), mWriteFd(requesterFd) {
@@ -77,7 +108,15 @@ StagedOutput::StagedOutput(int requesterFd) : mRequesterFd(requesterFd), mWriteF
 
 StagedOutput::~StagedOutput() {
     flush();
-    if (mStageFd >= 0) close(mStageFd);
+    if (mHoldsReserve) {
+        // Its pages go back; the next holder starts writing at offset 0,
+        // where flush() left it.
+        fallocate(mStageFd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0,
+                  kStageLimit + kStageMargin);
+        reserveStage().lock.unlock();
+    } else if (mStageFd >= 0) {
+        close(mStageFd);
+    }
     if (mOwnsWriteFd) close(mWriteFd);
 }
 
@@ -108,18 +147,17 @@ void StagedOutput::openRequester() {
     mWriteChunk = S_ISFIFO(file.st_mode) ? PIPE_BUF : 1;
 }
 
-// The stage may not grow past the limit and its margin: a write beyond
-// fails, and the handler's output ends there.
 void StagedOutput::openStage() {
-    int stage = memfd_create("c2info-debug", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-    if (stage >= 0 && ftruncate(stage, kStageLimit + kStageMargin) == 0 &&
-        fcntl(stage, F_ADD_SEALS, F_SEAL_GROW | F_SEAL_SEAL) == 0) {
-        mStageFd = stage;
+    ReserveStage& reserve = reserveStage();
+    mStageFd = makeStage();
+    if (mStageFd >= 0) return;
+    int error = errno;
+    logText(ANDROID_LOG_ERROR, "[%s] cannot stage debug output: %s", "debug", strerror(error));
+    if (reserve.fd >= 0 && reserve.lock.try_lock()) {
+        mStageFd = reserve.fd;
+        mHoldsReserve = true;
         return;
     }
-    int error = errno;
-    if (stage >= 0) close(stage);
-    logText(ANDROID_LOG_ERROR, "[%s] cannot stage debug output: %s", "debug", strerror(error));
     char line[128];
     int length =
             snprintf(line, sizeof(line), "%s - output could not be staged, request not run: %s\n",

@@ -32,8 +32,9 @@ public:
     StagedOutput(const StagedOutput&) = delete;
     StagedOutput& operator=(const StagedOutput&) = delete;
 
-    // False when no memory file could be made: the requester has been told
-    // so, and nothing may be written to fd().
+    // False when no memory file could be made and the one kept in reserve
+    // is in use: the requester has been told so, and nothing may be written
+    // to fd().
     bool staged() const { return mStageFd >= 0; }
     // Where the handlers write.
     int fd() const { return mStageFd; }
@@ -59,6 +60,8 @@ private:
     // what poll()'s answer guarantees room for.
     size_t mWriteChunk = 0;
     int mStageFd = -1;
+    // The stage is the reserve, made while descriptors were to spare.
+    bool mHoldsReserve = false;
     bool mAbandoned = false;
 };
 

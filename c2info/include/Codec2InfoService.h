@@ -159,6 +159,12 @@ private:
     // this rank or higher: it is inside one of the service's own calls to a
     // listener or component, and the entry point must refuse at once.
     static bool calledFromCallback(RankedMutex::Rank rank, const char* function);
+    static void logRefusal(const char* function);
+    // The post lock, taken to wait for a notification of the information
+    // listener in flight, unless this thread holds a lock already: then it
+    // is the thread telling the listener, or one the notification may wait
+    // for.
+    MuxLock awaitInfoNotification();
 
     Codec2InfoService();
 
@@ -179,6 +185,11 @@ private:
     std::shared_ptr<Callbacks> findCallbacks_l(uint32_t uniqueStreamId);
     // Asks the stream's component for its current buffer and describes it.
     InfoReturn describeCurrentBuffer_l(uint32_t uniqueStreamId, CAPTURE_BUFFER_DESCRIPTION* desc);
+    // Waits until no other thread is answering a capture of the stream, so
+    // that its component is not told to free a buffer a client still reads.
+    // False, with the refusal logged, where waiting could wait for a thread
+    // that waits for this one.
+    bool awaitCaptureAnswers_l(MuxLock& lock, uint32_t uniqueStreamId, const char* function);
     void forgetCapturedBuffer_l(uint32_t uniqueStreamId);
     // The event each name stands for, in order, NONE for an unknown name.
     // Takes no lock: how many names there are is the client's choice.
@@ -228,14 +239,16 @@ private:
     static std::atomic<Codec2InfoService*> mInstance;
 
     // The locks, in the order a thread takes them (RankedMutex has the
-    // rules): mPostLock, mDebugCommandLock, mCaptureLock, mLock,
-    // mQueryListenerLock. mDebugTargetsLock and mLiveStreamIdsLock are
-    // leaves: nothing is called or locked while either is held.
+    // rules): mPostLock, mDebugCommandLock, mLock, mQueryListenerLock.
+    // mDebugTargetsLock and mLiveStreamIdsLock are leaves: nothing is called
+    // or locked while either is held.
     //
     // Serialises whole posts, so that two posts for one stream reach the
     // event listeners and the information listener in the same order. The
     // information listener is called with this lock alone held, so it may
-    // query, register, capture and debug like any other client.
+    // query, register, capture and debug like any other client; registering
+    // and unregistering one take it too, so that neither returns while the
+    // old listener is still being told.
     RankedMutex mPostLock{RankedMutex::kPost};
     // Guards the registry, the stream and event listener tables, the
     // callbacks and the monitor state. The information-listener maps and the
@@ -277,14 +290,14 @@ private:
     std::vector<std::shared_ptr<Codec2InfoDebugTarget>> mDebugTargets;
     // Guards mDebugTargets only; never held while calling out.
     std::mutex mDebugTargetsLock;
-    // Serves the requests that read or change the monitor and the snapshot
-    // lists one at a time, so that an "enable" never meets a "disable" that
-    // is still joining the monitor.
+    // Serves "enable" and "disable" one at a time, so that an "enable"
+    // never meets a "disable" that is still joining the monitor.
     RankedMutex mDebugCommandLock{RankedMutex::kDebugCommand};
-    // Held from a capture until the client has its answer, so that neither
-    // a release nor the stream's removal on another thread lets the
-    // component free the buffer in between.
-    RankedMutex mCaptureLock{RankedMutex::kCapture};
+    // The captures of each stream whose client is being answered, and the
+    // wake-up of the releases and removals that wait for them. Guarded by
+    // mLock. Not a lock: other streams come and go meanwhile.
+    std::map<uint32_t, uint32_t> mCaptureAnswers;
+    std::condition_variable_any mCaptureAnswered;
     // The captured handle that a capture of mCapturedStreamId had its
     // component bind: forgotten when that stream goes. Guarded by mLock.
     const native_handle_t* mCapturedStreamHandle = nullptr;

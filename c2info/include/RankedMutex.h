@@ -21,17 +21,17 @@ public:
     // The one order, lowest first. Held while calling out:
     //   kPost           the information listener (nothing else);
     //   kDebugCommand   nothing but through the main lock;
-    //   kCapture        the capture's result callback;
     //   kMain           components' callables, stream and event listeners;
     //   kQueryListener  nothing.
     // A callee may take only locks of a higher rank than every lock its
     // thread holds; every other entry point refuses. So the information
     // listener may call everything but a post, and a stream listener may
-    // still register an information listener.
+    // still register an information listener. A capture's answer holds no
+    // lock; waiting for one counts as taking a lock below all of them (see
+    // BufferCapture.cpp).
     enum Rank : uint32_t {
         kPost,           // one post at a time, so every listener sees posts in one order
-        kDebugCommand,   // requests that read or change the monitor and the snapshots
-        kCapture,        // a captured buffer, from capture to the client's answer
+        kDebugCommand,   // enable and disable, so that an enable never meets a joining disable
         kMain,           // the registry, the listeners, the callbacks, the monitor
         kQueryListener,  // the information listeners
     };
@@ -52,6 +52,8 @@ public:
     // True when this thread holds a lock of this rank or a higher one. One
     // service exists per process, so one set per thread serves all locks.
     static bool heldFromRank(Rank rank) { return (sHeldByThisThread >> rank) != 0; }
+    // True when this thread holds a lock that comes before this rank.
+    static bool heldBelowRank(Rank rank) { return (sHeldByThisThread & ((1u << rank) - 1)) != 0; }
 
 private:
     static inline thread_local uint32_t sHeldByThisThread = 0;

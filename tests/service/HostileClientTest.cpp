@@ -159,39 +159,78 @@ struct CapturingComponent {
 // Before, a release or the stream's removal on another thread let the
 // component free the buffer while the client was still being answered with
 // it (under ASan, reading the handle below was a use after free).
+// The answer holds no lock: only what would free the buffer being read
+// waits for it; another stream comes and goes meanwhile.
 TEST_F(HostileClientTest, NothingFreesACapturedBufferBeforeTheClientHasIt) {
     struct Case {
         const char* name;
         std::function<void(uint32_t, CapturingComponent&)> free;
+        bool waits;
     } cases[] = {
             {"release",
              [&](uint32_t id, CapturingComponent&) {
                  EXPECT_EQ(mService->releaseVDECBuffer(id), InfoReturn::SUCCESS);
-             }},
+             },
+             true},
             {"removal",
              [](uint32_t id, CapturingComponent& component) {
                  EXPECT_EQ(Codec2InfoInternal::removeStreamInfoByUniqueId(id), InfoReturn::SUCCESS);
                  component.freeBuffer();
-             }},
+             },
+             true},
+            {"another stream's removal",
+             [](uint32_t id, CapturingComponent&) {
+                 EXPECT_EQ(Codec2InfoInternal::removeStreamInfoByUniqueId(id + 100),
+                           InfoReturn::SUCCESS);
+             },
+             false},
     };
     uint32_t id = 0;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         CapturingComponent component;
         Codec2InfoInternal::addStreamInfo(makeStream(++id));
+        Codec2InfoInternal::addStreamInfo(makeStream(id + 100));
         Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(id, true), id);
         std::future<void> freeing;
         mService->getCurrentVDECBuffer(
                 id, [&](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION& d) {
                     ASSERT_EQ(ret, InfoReturn::SUCCESS);
                     freeing = std::async(std::launch::async, [&] { c.free(id, component); });
-                    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                    auto done = freeing.wait_for(std::chrono::milliseconds(c.waits ? 100 : 5000));
+                    EXPECT_EQ(done == std::future_status::ready, !c.waits);
                     EXPECT_FALSE(component.freed);
                     EXPECT_EQ(d.buffer.getNativeHandle()->numFds, 1);
                 });
         freeing.get();
-        EXPECT_TRUE(component.freed);
+        EXPECT_EQ(component.freed, c.waits);
     }
+}
+
+// A client tears down by unregistering, then dropping its listener: the
+// service must not be inside the listener after the unregister returned.
+TEST_F(HostileClientTest, UnregisteringWaitsForTheNotificationInFlight) {
+    Codec2InfoInternal::addStreamInfo(makeStream(1));
+    sp<InfoEar> app = new InfoEar("app");
+    std::promise<void> entered, leave;
+    std::shared_future<void> left = leave.get_future().share();
+    app->then = [&](const std::string&) {
+        entered.set_value();
+        left.wait();
+    };
+    ASSERT_EQ(mService->registerListener(1, app, {}), CmtReturn::SUCCESS);
+    auto posting = std::async(std::launch::async, [] {
+        Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::HDR_CHANGE);
+    });
+    entered.get_future().wait();
+    auto unregistering =
+            std::async(std::launch::async, [&] { return mService->unregisterListener(1); });
+    EXPECT_EQ(unregistering.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    leave.set_value();
+    EXPECT_EQ(unregistering.get(), CmtReturn::SUCCESS);
+    posting.get();
+    Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::HDR_CHANGE);
+    EXPECT_EQ(transcribedAfter("  app hears ").size(), 1u);
 }
 
 // Before, the names were resolved and their warnings written under the main
@@ -310,15 +349,17 @@ TEST_F(HostileClientTest, TheDefaultCommandLetsComponentsInWhileItSleeps) {
     std::thread request([&] { runDebug(*mService, {}); });
     ASSERT_TRUE(awaitTranscribed("  c#1 snapshot", 1));
     EXPECT_EQ(Codec2InfoInternal::addStreamInfo(makeStream(2)), InfoReturn::SUCCESS);
-    EXPECT_EQ(transcribed("  c#1 snapshot"), 1u) << "the stream got in only after the second pass";
+    EXPECT_EQ(linesOf(runDebug(*mService, {"--dump"})).back(),
+              "C2 LsHal Ver-1.3 - Dump(not enabled)");
+    EXPECT_EQ(transcribed("  c#1 snapshot"), 1u) << "got in only after the second pass";
     request.join();
     EXPECT_EQ(transcribed("  c#1 snapshot"), 2u);
 }
 
 // A target that writes without end, and a process out of descriptors:
 // before, the first was read back in one allocation (bad_alloc ended the
-// process) and the second left the requester with nothing.
-TEST_F(HostileClientTest, OutputThatCannotBeStagedWholeIsSaidSo) {
+// process) and the second ran no command, so the monitor kept running.
+TEST_F(HostileClientTest, OutputThatCannotBeStagedStillReachesTheRequester) {
     class Flood : public Codec2InfoDebugTarget {
     public:
         const std::string& targetName() override { return mName; }
@@ -346,17 +387,18 @@ TEST_F(HostileClientTest, OutputThatCannotBeStagedWholeIsSaidSo) {
     getrlimit(RLIMIT_NOFILE, &saved);
     // One descriptor allowed, taken by standard input: poll() still works.
     ASSERT_NE(fcntl(0, F_GETFD), -1);
+    runDebug(*mService, {"--enable"});
     rlimit one{1, saved.rlim_max};
     setrlimit(RLIMIT_NOFILE, &one);
-    mService->debug(hidl_handle(handle), {"--reset"});
+    mService->debug(hidl_handle(handle), {"--disable"});
     setrlimit(RLIMIT_NOFILE, &saved);
-    std::string unstaged(128, '\0');
+    std::string unstaged(4096, '\0');
     native_handle_close(handle);
     unstaged.resize(std::max<ssize_t>(0, read(ends[0], unstaged.data(), unstaged.size())));
     close(ends[0]);
-    EXPECT_EQ(unstaged,
-              "C2 LsHal Ver-1.3 - output could not be staged, request not run: Too many open "
-              "files\n");
+    EXPECT_EQ(linesOf(unstaged).back(), "C2 LsHal Ver-1.3 - Disable(joined)") << unstaged;
+    EXPECT_EQ(linesOf(runDebug(*mService, {"--disable"})).back(),
+              "C2 LsHal Ver-1.3 - Disable(already disabled)");
     native_handle_delete(handle);
 }
 

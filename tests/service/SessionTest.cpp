@@ -462,7 +462,10 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     CALL(add(makeStream(5)));
     CALL(mService->unregisterStreamListener(mLastId));
     auto nesting = component("nesting#5", &bound);
-    nesting->enableCaptureCb = [&](bool, uint64_t) { CALL(post(5, NotifyEvent::HDR_CHANGE)); };
+    nesting->enableCaptureCb = [&](bool, uint64_t) {
+        CALL(post(5, NotifyEvent::HDR_CHANGE));
+        CALL(debug("--help"));
+    };
     nesting->getInfoCb = [&](std::vector<std::string>, uint32_t) {
         CALL(update(5, {{1, &width, 4}}));
         return std::vector<CmtInfoStruct>{{7, "codec"}};
@@ -471,6 +474,13 @@ TEST_F(SessionTest, EverythingSaidMatchesTheGolden) {
     DO(bound = buffers[1]);
     CALL(mService->enableCapture(5, true, 0));
     CALL(info(5, {"codec"}));
+    note("# A capture's client, answered with no lock held, hands the buffer back inside.");
+    DO(mService->getCurrentVDECBuffer(5, [&](InfoReturn ret, const auto& d) {
+        note("  answered " + shown(ret) + " " + shown(d));
+        CALL(mService->releaseVDECBuffer(5));
+        CALL(post(5, NotifyEvent::HDR_CHANGE));
+        CALL(debug("--reset"));
+    }));
     note("# Event listeners are told under the main lock; the information listener is not.");
     sp<EventEar> nester = new EventEar("nester");
     CALL(listen(5, {"hdr_change"}, nester));
