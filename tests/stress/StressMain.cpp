@@ -297,7 +297,9 @@ private:
         check(listener->died() || ret == InfoReturn::SUCCESS, "a live listener is unregistered");
     }
 
+    // Half the clients hand the buffer back from inside the answer.
     void captureAndDetile(uint32_t streamId, SharedFrame& linear) {
+        bool releasedInside = false;
         once<>("getCurrentVDECBuffer", [&](auto cb) {
             gService->getCurrentVDECBuffer(streamId, [&](InfoReturn ret, const auto& d) {
                 cb();
@@ -309,9 +311,11 @@ private:
                         ->detile(d.buffer, hidl_handle(linear.handle()), describe(source.info()),
                                  describe(linear.info()))
                         .isOk();
+                releasedInside = random() % 2 == 0;
+                if (releasedInside) (void)gService->releaseVDECBuffer(streamId).isOk();
             });
         });
-        (void)gService->releaseVDECBuffer(streamId).isOk();
+        if (!releasedInside) (void)gService->releaseVDECBuffer(streamId).isOk();
     }
 
     std::vector<std::pair<uint64_t, sp<StreamListener>>> mStreamListeners;
@@ -363,6 +367,16 @@ int main(int argc, char** argv) {
     __android_log_set_logger([](const __android_logger_data*, const char*) {});
     gService = Codec2InfoService::getInstance();
     startSymbolizer();
+    auto debugIntoNull = [](const char* word) {
+        int devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        native_handle_t* handle = handleOf({devNull});
+        (void)gService->debug(hidl_handle(handle), hidl_vec<hidl_string>{word}).isOk();
+        native_handle_delete(handle);
+        close(devNull);
+    };
+    // The first request makes the stage the service keeps for a process
+    // out of descriptors.
+    debugIntoNull("--reset");
     std::set<std::string> descriptorsBefore = openFileDescriptors();
 
     for (uint32_t n = 0; n < kComponents; ++n)
@@ -405,11 +419,7 @@ int main(int argc, char** argv) {
     for (auto& component : gComponents)
         (void)Codec2InfoInternal::removeStreamInfoByUniqueId(component->streamId).isOk();
     gComponents.clear();
-    int devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    native_handle_t* handle = handleOf({devNull});
-    (void)gService->debug(hidl_handle(handle), hidl_vec<hidl_string>{"--enable"}).isOk();
-    native_handle_delete(handle);
-    close(devNull);
+    debugIntoNull("--enable");
     for (const std::string& left : openFileDescriptors()) {
         check(descriptorsBefore.count(left) != 0, "no file descriptor left open");
         if (descriptorsBefore.count(left) == 0)
