@@ -3,6 +3,7 @@
 // README); every mistake is reported with its place in the document.
 #pragma once
 
+#include <DebugFields.h>
 #include <vendor/larkspan/hardware/cmt/1.0/types.h>
 
 #include <map>
@@ -15,6 +16,9 @@
 
 namespace sim {
 
+using ::vendor::larkspan::hardware::c2::info::implementation::_DebugDescription;
+using ::vendor::larkspan::hardware::c2::info::implementation::DebugField;
+using ::vendor::larkspan::hardware::c2::info::implementation::findDebugField;
 using ::vendor::larkspan::hardware::c2::info::V1_0::NotifyEvent;
 using ::vendor::larkspan::hardware::cmt::V1_0::CmtInfoStruct;
 

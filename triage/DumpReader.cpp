@@ -1,6 +1,6 @@
 #include "DumpReader.h"
 
-#include <ScenarioFields.h>
+#include <DebugFields.h>
 
 #include <charconv>
 #include <cmath>
@@ -14,6 +14,9 @@
 
 namespace triage {
 namespace {
+
+using ::vendor::larkspan::hardware::c2::info::implementation::DebugField;
+using ::vendor::larkspan::hardware::c2::info::implementation::findDebugField;
 
 // The lines of the report's blocks, as the service prints them: literal
 // text with {field} (an integer), {field:x} (hexadecimal), {field:f} (a
@@ -152,7 +155,7 @@ struct Piece {
     char kind;
     Slot slot;
     std::string_view name;
-    const sim::DebugField* field;
+    const DebugField* field;
 };
 using Template = std::vector<Piece>;
 
@@ -194,7 +197,7 @@ Template compile(std::string_view pattern) {
             name = name.substr(0, colon);
         }
         Slot slot = slotOf(name);
-        const sim::DebugField* field = slot == Slot::kField ? sim::findDebugField(name) : nullptr;
+        const DebugField* field = slot == Slot::kField ? findDebugField(name) : nullptr;
         if (slot == Slot::kField && field == nullptr) {
             throw std::logic_error("template names no field: " + std::string(name));
         }

@@ -1,8 +1,8 @@
 // c2info-triage: the service's snapshot blocks read back exactly, and the
 // program on bugreports made by c2info-sim and on hostile inputs.
+#include <DebugFields.h>
 #include <DebugReports.h>
 #include <Harness.h>
-#include <ScenarioFields.h>
 #include <android/log.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -20,6 +20,8 @@
 namespace {
 
 using triage::_DebugDescription;
+using ::vendor::larkspan::hardware::c2::info::implementation::DebugField;
+using ::vendor::larkspan::hardware::c2::info::implementation::debugFields;
 using ::vendor::larkspan::hardware::c2::info::implementation::printSnapshot;
 
 std::string printed(uint32_t streamId, const _DebugDescription& record) {
@@ -34,7 +36,7 @@ std::string printed(uint32_t streamId, const _DebugDescription& record) {
 // Any value of any field, text with the printer's own brackets included.
 _DebugDescription randomRecord(std::mt19937_64& random) {
     _DebugDescription d{};
-    for (const sim::DebugField* field : sim::debugFields()) {
+    for (const DebugField* field : debugFields()) {
         std::visit(
                 [&](auto member) {
                     using T = std::remove_reference_t<decltype(d.*member)>;
