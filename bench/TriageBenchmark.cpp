@@ -45,7 +45,7 @@ BENCHMARK(BM_FloorOpenZipAndReadTheEntry)->Unit(benchmark::kMillisecond)->UseRea
 void BM_Triage(benchmark::State& state) {
     size_t streams = 0;
     for (auto _ : state) {
-        triage::triageInputs(gBugreports, static_cast<unsigned>(state.range(0)),
+        triage::triageInputs(gBugreports, static_cast<unsigned>(state.range(0)), false,
                              [&](triage::Outcome&& outcome) { streams += outcome.streams.size(); });
     }
     benchmark::DoNotOptimize(streams);

@@ -149,7 +149,7 @@ private:
 int run(const Options& options) {
     int status = 0;
     Printer printer(options.format);
-    triage::triageInputs(triage::expandInputs(options.inputs), options.jobs,
+    triage::triageInputs(triage::expandInputs(options.inputs), options.jobs, false,
                          [&](triage::Outcome&& outcome) {
                              if (!printer.print(outcome)) status = 1;
                          });

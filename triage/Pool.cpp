@@ -10,16 +10,16 @@
 
 namespace triage {
 
-Outcome triageInput(const std::string& path) {
+Outcome triageInput(const std::string& path, bool withHistory) {
     try {
         LoadedInput input = loadInput(path);
-        return triageText(path, input.entry, input.text, input.notes);
+        return triageText(path, input.entry, input.text, input.notes, withHistory);
     } catch (const InputError& error) {
-        return {path, "", error.what(), "", {}};
+        return {path, "", error.what(), "", {}, {}};
     }
 }
 
-void triageInputs(const std::vector<std::string>& inputs, unsigned jobs,
+void triageInputs(const std::vector<std::string>& inputs, unsigned jobs, bool withHistory,
                   const std::function<void(Outcome&&)>& take) {
     const size_t window = 4 * size_t{jobs};
     std::vector<std::optional<Outcome>> outcomes(inputs.size());
@@ -40,7 +40,7 @@ void triageInputs(const std::vector<std::string>& inputs, unsigned jobs,
             if (nextToRead >= inputs.size()) return;
             size_t index = nextToRead++;
             guard.unlock();
-            Outcome outcome = triageInput(inputs[index]);
+            Outcome outcome = triageInput(inputs[index], withHistory);
             guard.lock();
             outcomes[index] = std::move(outcome);
             if (index == nextToTake) ready.notify_one();
@@ -57,7 +57,7 @@ void triageInputs(const std::vector<std::string>& inputs, unsigned jobs,
             nextToRead < nextToTake + window) {
             size_t index = nextToRead++;
             guard.unlock();
-            Outcome outcome = triageInput(inputs[index]);
+            Outcome outcome = triageInput(inputs[index], withHistory);
             guard.lock();
             outcomes[index] = std::move(outcome);
             continue;

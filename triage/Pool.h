@@ -11,11 +11,12 @@ namespace triage {
 
 // Reads and analyses each input on up to `jobs` threads, never more than a
 // few per thread ahead of the consumer, so that memory stays bounded however
-// many inputs there are; calls take() with each outcome in input order.
-void triageInputs(const std::vector<std::string>& inputs, unsigned jobs,
+// many inputs there are; calls take() with each outcome in input order,
+// with its history when asked for.
+void triageInputs(const std::vector<std::string>& inputs, unsigned jobs, bool withHistory,
                   const std::function<void(Outcome&&)>& take);
 
 // One input: its zip entry or text, read and analysed.
-Outcome triageInput(const std::string& path);
+Outcome triageInput(const std::string& path, bool withHistory = false);
 
 }  // namespace triage

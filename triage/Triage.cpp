@@ -10,8 +10,8 @@ using ::vendor::larkspan::hardware::c2::info::implementation::OwnerRecord;
 using ::vendor::larkspan::hardware::c2::info::implementation::writeOwnerAnalysis;
 
 Outcome triageText(std::string path, std::string entry, std::string_view text,
-                   const std::vector<std::string>& notes) {
-    Outcome outcome{std::move(path), std::move(entry), "", "", {}};
+                   const std::vector<std::string>& notes, bool /*withHistory*/) {
+    Outcome outcome{std::move(path), std::move(entry), "", "", {}, {}};
     if (text.empty()) {
         outcome.error = "empty";
         return outcome;
@@ -49,7 +49,8 @@ Outcome triageText(std::string path, std::string entry, std::string_view text,
     std::vector<OwnerVerdict> verdicts =
             writeOwnerAnalysis(&outcome.report, dump.snapshotCount, dump.latestIndex, records);
     for (const OwnerVerdict& verdict : verdicts) {
-        outcome.streams.push_back({verdict, newest[verdict.streamId]->recordTime});
+        std::string recordTime = verdict.hasStream ? newest[verdict.streamId]->recordTime : "";
+        outcome.streams.push_back({verdict, recordTime, "", std::nullopt, std::nullopt});
     }
     return outcome;
 }

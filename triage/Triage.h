@@ -5,17 +5,25 @@
 
 #include <OwnerAnalysis.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "History.h"
+
 namespace triage {
 
-using ::vendor::larkspan::hardware::c2::info::implementation::OwnerVerdict;
-
 struct StreamResult {
+    // For an empty newest generation, one verdict without a stream.
     OwnerVerdict verdict;
     std::string recordTime;
+    // This stream's lines of the analysis, as --owner prints them.
+    std::string analysis;
+    // The record judged, and its change over the last second when the
+    // pass shows the older generation too.
+    std::optional<_DebugDescription> record;
+    std::optional<_DiffInfo> lastChange;
 };
 
 struct Outcome {
@@ -27,11 +35,13 @@ struct Outcome {
     // The header, the records used, what was dropped, then the analysis.
     std::string report;
     std::vector<StreamResult> streams;
+    // Every stream's story when asked for, from every dump in the text.
+    History history;
 };
 
 // Triage of a dump's text; `notes` (such as a cut at the size limit) go
 // into the report's header.
 Outcome triageText(std::string path, std::string entry, std::string_view text,
-                   const std::vector<std::string>& notes);
+                   const std::vector<std::string>& notes, bool withHistory = false);
 
 }  // namespace triage

@@ -84,8 +84,8 @@ public:
                 static_cast<int>(mInput.streamId), d.component.c_str(), d.inputSource,
                 mTunnel ? "tunnel" : "non-tunnel");
         runChecks();
-        OwnerVerdict verdict{mInput.streamId, d.component, d.inputSource, mTunnel,
-                             mFinding,        "",          mComplete};
+        OwnerVerdict verdict{true,    mInput.streamId, d.component, d.inputSource,
+                             mTunnel, mFinding,        "",          mComplete};
         for (const char* owner : mOwners) {
             verdict.owner += (verdict.owner.empty() ? "" : " or ") + std::string(owner);
         }
@@ -245,6 +245,8 @@ std::vector<OwnerVerdict> writeOwnerAnalysis(std::string* text, uint64_t snapsho
         *text += "  No any C2 component created \n";
         *text += kApkOwner.line;
         *text += "  [Finish] No more C2 stream. Exit analysis.\n";
+        verdicts.push_back(
+                {false, 0, "", 0, false, "No any C2 component created", kApkOwner.name, true});
         return verdicts;
     }
     for (const OwnerRecord& record : latest) {

@@ -31,6 +31,8 @@ struct OwnerRecord {
 
 // What the analysis found for one stream.
 struct OwnerVerdict {
+    // False for the one verdict on an empty generation.
+    bool hasStream = true;
     uint32_t streamId = 0;
     std::string component;
     int inputSource = 0;
@@ -44,7 +46,8 @@ struct OwnerVerdict {
 };
 
 // Appends to text the owner analysis of `lshal debug --owner` for these
-// records (ascending stream ids) and answers one verdict per stream.
+// records (ascending stream ids) and answers one verdict per stream, or
+// one without a stream when there is none.
 std::vector<OwnerVerdict> writeOwnerAnalysis(std::string* text, uint64_t snapshotCount,
                                              uint32_t latestIndex,
                                              const std::vector<OwnerRecord>& latest);
