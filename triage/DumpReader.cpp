@@ -40,6 +40,8 @@ constexpr const char* kSideBandHeader =
 constexpr const char* kExternalInputHeader =
         "---------------------------------------HDMI/ATV/CVBS/YPBPR state-------------------------"
         "----------";
+constexpr const char* kGenerationBegin = "===== DebugDescList[{index}] Begin {-:s}";
+constexpr const char* kGenerationEnd = "===== DebugDescList[{index}] End {-:s}";
 constexpr const char* kReportHeader =
         "===== Total Cnt of GetDebugInfo: {snapshotCount}, Latest DebugDescList index: "
         "{latestIndex} {-:s}";
@@ -146,6 +148,7 @@ enum class Slot : uint8_t {
     kC2BwmPending,
     kSnapshotCount,
     kLatestIndex,
+    kGenerationIndex,
 };
 
 // The literal before a value, then the value; the last piece has no value.
@@ -174,6 +177,7 @@ Slot slotOf(std::string_view name) {
             {"c2BwmPending", Slot::kC2BwmPending},
             {"snapshotCount", Slot::kSnapshotCount},
             {"latestIndex", Slot::kLatestIndex},
+            {"index", Slot::kGenerationIndex},
     };
     for (const auto& [slotName, slot] : kSlots) {
         if (slotName == name) return slot;
@@ -214,6 +218,8 @@ std::vector<Template> compileAll(const std::vector<const char*>& patterns) {
 
 struct Templates {
     Template reportHeader = compile(kReportHeader);
+    Template generationBegin = compile(kGenerationBegin);
+    Template generationEnd = compile(kGenerationEnd);
     Template snapshotFirst = compile(kSnapshotFirst);
     Template recordTime = compile(kRecordTime);
     std::vector<Template> snapshotBefore = compileAll(kSnapshotBefore);
@@ -319,6 +325,14 @@ bool parseLocalSeconds(std::string_view text, time_t* seconds) {
     return *seconds != -1;
 }
 
+// How a snapshot block's first line starts; a block that starts so and
+// cannot be read refuses the whole text.
+constexpr std::string_view kBlockStart = "  strId(";
+// The most lines a component's name is followed across.
+constexpr int kMostNameLines = 16;
+// The widest a long of nanoseconds divided by a million gets.
+constexpr long kMostMilliseconds = std::numeric_limits<long>::max() / 1000000L;
+
 class Reader {
 public:
     explicit Reader(std::string_view text) : mText(text), mTemplates(templates()) {}
@@ -328,18 +342,37 @@ public:
             if (mLine == kEquals) {
                 readBlock();
             } else if (match(mLine, mTemplates.reportHeader, &mValues)) {
-                mDump.hasReport = true;
+                mDump.passes.emplace_back().hasHeader = true;
                 storeValues(nullptr, nullptr);
+            } else if (match(mLine, mTemplates.generationBegin, &mValues)) {
+                pass().generations.emplace_back();
+                storeValues(nullptr, nullptr);
+            } else if (match(mLine, mTemplates.generationEnd, &mValues)) {
+                generation().ended = true;
             }
         }
-        if (!mDump.hasReport && mDump.snapshots.empty() && mDump.differences.empty() &&
-            mDump.dropped.empty()) {
+        if (mDump.passes.empty() && mDump.dropped.empty()) {
             throw DumpError("no report of the service in it");
         }
         return std::move(mDump);
     }
 
 private:
+    // Where blocks go: text pasted without the report's own lines still
+    // gets a pass and a generation to hold them.
+    Pass& pass() {
+        if (mDump.passes.empty()) mDump.passes.emplace_back();
+        return mDump.passes.back();
+    }
+
+    Generation& generation() {
+        Pass& current = pass();
+        if (current.generations.empty() || current.generations.back().ended) {
+            current.generations.emplace_back();
+        }
+        return current.generations.back();
+    }
+
     // The next line without its line end and trailing blanks; false at the
     // end of the text.
     bool nextLine() {
@@ -360,31 +393,59 @@ private:
     void readBlock() {
         if (!nextLine()) return;
         int first = mLineNumber;
-        if (match(mLine, mTemplates.snapshotFirst, &mValues)) {
-            Snapshot snapshot{0, {}, {}};
-            storeValues(&snapshot, nullptr);
-            if (!readSnapshotRest(&snapshot)) return drop("snapshot", snapshot.streamId, first);
-            mDump.snapshots.push_back(std::move(snapshot));
-        } else if (match(mLine, mTemplates.differenceFirst, &mValues)) {
+        size_t start = static_cast<size_t>(mLine.data() - mText.data());
+        if (match(mLine, mTemplates.differenceFirst, &mValues)) {
             Difference difference{0, {}};
             integer(mValues[0], &difference.streamId);
             if (!readDifferenceRest(mValues.back().text, &difference)) {
                 return drop("difference", difference.streamId, first);
             }
-            mDump.differences.push_back(difference);
+            pass().differences.push_back(difference);
+            return;
         }
+        if (mLine.rfind(kBlockStart, 0) != 0) return;
+        if (!matchFirstLine()) {
+            if (mNext >= mText.size())
+                return drop("snapshot", leadingId(mText.substr(start)), first);
+            failAt(first, "not understood");
+        }
+        Snapshot snapshot{0, {}, {}};
+        storeValues(&snapshot, nullptr);
+        if (!readSnapshotRest(&snapshot)) return drop("snapshot", snapshot.streamId, first);
+        generation().snapshots.push_back(std::move(snapshot));
+    }
+
+    // The stream id of a block cut in its first line, as far as it goes.
+    static uint32_t leadingId(std::string_view block) {
+        uint32_t streamId = 0;
+        block.remove_prefix(kBlockStart.size());
+        std::from_chars(block.data(), block.data() + block.size(), streamId);
+        return streamId;
+    }
+
+    // A component's name is printed as it is, line breaks included: the
+    // first line runs on to the "] 1/fr(" of the lines that follow.
+    bool matchFirstLine() {
+        if (match(mLine, mTemplates.snapshotFirst, &mValues)) return true;
+        mJoined = mLine;
+        for (int more = 0; more < kMostNameLines && nextLine(); ++more) {
+            mJoined += '\n';
+            mJoined += mLine;
+            if (match(mJoined, mTemplates.snapshotFirst, &mValues)) return true;
+        }
+        return false;
     }
 
     bool readSnapshotRest(Snapshot* snapshot) {
         if (!nextLine()) return false;
         if (match(mLine, mTemplates.recordTime, &mValues)) {
             snapshot->recordTime = mValues[0].text;
-            if (!parseRecordTime(mValues[0].text, &snapshot->record.recordTime)) {
-                fail("record time not understood");
+            // A time of another shape is kept as printed: no check reads it.
+            if (parseRecordTime(mValues[0].text, &snapshot->record.recordTime)) {
+                const timespec& at = snapshot->record.recordTime;
+                snapshot->record.recordTimeNs =
+                        static_cast<uint64_t>(at.tv_sec) * 1000000000u + at.tv_nsec;
             }
-            const timespec& at = snapshot->record.recordTime;
-            snapshot->record.recordTimeNs =
-                    static_cast<uint64_t>(at.tv_sec) * 1000000000u + at.tv_nsec;
             if (!nextLine()) return false;
         }
         if (!readLines(mTemplates.snapshotBefore, snapshot, nullptr, true)) return false;
@@ -471,10 +532,13 @@ private:
                     integer(value, &difference->diff.c2BwmPending);
                     break;
                 case Slot::kSnapshotCount:
-                    integer(value, &mDump.snapshotCount);
+                    integer(value, &pass().snapshotCount);
                     break;
                 case Slot::kLatestIndex:
-                    integer(value, &mDump.latestIndex);
+                    integer(value, &pass().latestIndex);
+                    break;
+                case Slot::kGenerationIndex:
+                    integer(value, &pass().generations.back().index);
                     break;
             }
         }
@@ -482,13 +546,19 @@ private:
 
     // The streams of one pass share their second: mktime(), which takes a
     // lock and looks at the time zone's file, runs once per second seen.
+    // The milliseconds are the nanoseconds a component stored, divided:
+    // they may run to more digits than three, or be negative.
     bool parseRecordTime(std::string_view text, timespec* time) {
         size_t dot = text.rfind('.');
-        if (dot == std::string_view::npos || text.size() - dot != 4) return false;
-        int milliseconds = 0;
+        if (dot == std::string_view::npos) return false;
+        long milliseconds = 0;
         std::string_view fraction = text.substr(dot + 1);
-        auto parsed = std::from_chars(fraction.data(), fraction.data() + 3, milliseconds);
-        if (parsed.ec != std::errc() || parsed.ptr != fraction.data() + 3) return false;
+        const char* end = fraction.data() + fraction.size();
+        auto parsed = std::from_chars(fraction.data(), end, milliseconds);
+        if (parsed.ec != std::errc() || parsed.ptr != end ||
+            std::abs(milliseconds) > kMostMilliseconds) {
+            return false;
+        }
         std::string_view local = text.substr(0, dot);
         auto known = mSecondsOf.find(local);
         if (known == mSecondsOf.end()) {
@@ -549,8 +619,10 @@ private:
                                 std::to_string(streamId) + ") cut off, dropped");
     }
 
-    [[noreturn]] void fail(const std::string& what) {
-        throw DumpError("line " + std::to_string(mLineNumber) + ": " + what);
+    [[noreturn]] void fail(const std::string& what) { failAt(mLineNumber, what); }
+
+    [[noreturn]] static void failAt(int line, const std::string& what) {
+        throw DumpError("line " + std::to_string(line) + ": " + what);
     }
 
     const std::string_view mText;
@@ -560,12 +632,39 @@ private:
     std::unordered_map<std::string_view, time_t> mSecondsOf;
     size_t mNext = 0;
     std::string_view mLine;
+    std::string mJoined;  // a first line whose name holds line breaks
     int mLineNumber = 0;
     bool mLastLineEnded = true;
     Dump mDump;
 };
 
 }  // namespace
+
+const Generation* Pass::newest() const {
+    if (generations.empty()) return nullptr;
+    if (!hasHeader) return &generations.back();
+    for (auto generation = generations.rbegin(); generation != generations.rend(); ++generation) {
+        if (generation->index == static_cast<int>(latestIndex)) return &*generation;
+    }
+    return nullptr;
+}
+
+const Generation* Pass::older() const {
+    const Generation* latest = newest();
+    for (const Generation& generation : generations) {
+        if (&generation != latest && generation.index != static_cast<int>(latestIndex)) {
+            return &generation;
+        }
+    }
+    return nullptr;
+}
+
+const _DiffInfo* Pass::differenceOf(uint32_t streamId) const {
+    for (const Difference& difference : differences) {
+        if (difference.streamId == streamId) return &difference.diff;
+    }
+    return nullptr;
+}
 
 Dump readDump(std::string_view text) {
     return Reader(text).read();

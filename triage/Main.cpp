@@ -29,10 +29,12 @@ a text file of the service's output (the default dump, --dump output or
 text pasted from a terminal), a directory (every .zip and .txt below it, in
 sorted order) or - for standard input. At most 64 MB of each is read.
 
-Each stream is judged on its newest complete snapshot; a block cut off by
-dumpstate's time limit is dropped and said so. The C2BWM counts are not in
-the dump: where a check needs them, the report says so with what the dump
-does show, and marks that stream's verdict incomplete.
+The records judged are those --owner would have read: the newest
+generation of the newest complete pass (a pass cut by dumpstate's time
+limit gives the streams it printed whole; the cut block is said dropped).
+The C2BWM counts are not in the dump: where a check needs them, the report
+says so with what the dump does show, names every owner still possible,
+and marks that stream's verdict incomplete.
 
   --json     one JSON array, an object per stream per input
   --csv      the same as a table with a header row
@@ -124,20 +126,26 @@ private:
         const auto& v = stream.verdict;
         if (mFormat == Format::kJson) {
             nlohmann::ordered_json row = {
-                    {"source", outcome.path},       {"entry", outcome.entry},
-                    {"stream", v.streamId},         {"component", v.component},
-                    {"inputSource", v.inputSource}, {"tunnel", v.tunnel},
-                    {"finding", v.finding},         {"owner", v.owner},
-                    {"complete", v.complete},       {"recordTime", stream.recordTime}};
+                    {"source", outcome.path},
+                    {"entry", outcome.entry},
+                    {"stream", v.hasStream ? nlohmann::ordered_json(v.streamId) : ""},
+                    {"component", v.component},
+                    {"inputSource", v.inputSource},
+                    {"tunnel", v.tunnel},
+                    {"finding", v.finding},
+                    {"owner", v.owner},
+                    {"complete", v.complete},
+                    {"recordTime", stream.recordTime}};
             printf("%s\n  %s", mRows == 0 ? "" : ",",
                    row.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
                            .c_str());
         } else {
-            printf("%s,%s,%u,%s,%d,%s,%s,%s,%s,%s\n", csvField(outcome.path).c_str(),
-                   csvField(outcome.entry).c_str(), v.streamId, csvField(v.component).c_str(),
-                   v.inputSource, v.tunnel ? "true" : "false", csvField(v.finding).c_str(),
-                   csvField(v.owner).c_str(), v.complete ? "true" : "false",
-                   csvField(stream.recordTime).c_str());
+            printf("%s,%s,%s,%s,%d,%s,%s,%s,%s,%s\n", csvField(outcome.path).c_str(),
+                   csvField(outcome.entry).c_str(),
+                   v.hasStream ? std::to_string(v.streamId).c_str() : "",
+                   csvField(v.component).c_str(), v.inputSource, v.tunnel ? "true" : "false",
+                   csvField(v.finding).c_str(), csvField(v.owner).c_str(),
+                   v.complete ? "true" : "false", csvField(stream.recordTime).c_str());
         }
         ++mRows;
     }

@@ -1,16 +1,107 @@
 #include "Triage.h"
 
+#include <DebugReports.h>
+
 #include <map>
 
 #include "DumpReader.h"
 
 namespace triage {
 
+using ::vendor::larkspan::hardware::c2::info::implementation::fillDebugDiff;
 using ::vendor::larkspan::hardware::c2::info::implementation::OwnerRecord;
 using ::vendor::larkspan::hardware::c2::info::implementation::writeOwnerAnalysis;
 
+namespace {
+
+// A record judged, with the pass that printed it.
+struct Judged {
+    const Snapshot* snapshot;
+    const Pass* pass;
+};
+
+struct Selection {
+    std::map<uint32_t, Judged> records;
+    // The pass whose header the analysis names.
+    const Pass* header = nullptr;
+};
+
+void takeGeneration(const Pass& pass, Selection* selection) {
+    for (const Snapshot& snapshot : pass.newest()->snapshots) {
+        selection->records[snapshot.streamId] = {&snapshot, &pass};
+    }
+    selection->header = &pass;
+}
+
+// Text without a complete pass (pasted in part, or its only pass cut): each
+// stream's last complete block, as near to the newest as the text goes.
+Selection lastBlocks(const Dump& dump) {
+    Selection selection;
+    for (const Pass& pass : dump.passes) {
+        for (const Generation& generation : pass.generations) {
+            for (const Snapshot& snapshot : generation.snapshots) {
+                selection.records[snapshot.streamId] = {&snapshot, &pass};
+            }
+        }
+        if (pass.hasHeader || selection.header == nullptr) selection.header = &pass;
+    }
+    return selection;
+}
+
+// What the service's analysis would read: the newest generation of the
+// newest complete pass. A pass cut after it (dumpstate's time limit) still
+// gives the streams it printed whole; the newest pass, in ascending stream
+// id, was cut at or after the last of them, so only the streams after it
+// fall back to the complete pass.
+Selection judgedRecords(const Dump& dump) {
+    auto complete = dump.passes.rend();
+    for (auto pass = dump.passes.rbegin(); pass != dump.passes.rend(); ++pass) {
+        if (pass->newest() != nullptr && pass->newest()->ended) {
+            complete = pass;
+            break;
+        }
+    }
+    if (complete == dump.passes.rend()) return lastBlocks(dump);
+    Selection selection;
+    takeGeneration(*complete, &selection);
+    const Pass& last = dump.passes.back();
+    if (&last == &*complete || last.newest() == nullptr || last.newest()->snapshots.empty()) {
+        return selection;
+    }
+    uint32_t cutAfter = last.newest()->snapshots.back().streamId;
+    for (auto judged = selection.records.begin(); judged != selection.records.end();) {
+        judged = judged->first <= cutAfter ? selection.records.erase(judged) : std::next(judged);
+    }
+    takeGeneration(last, &selection);
+    return selection;
+}
+
+// The change over the last second, as the pass's difference block has it,
+// computed from its two generations; the C2BWM counts only the printed
+// block holds.
+std::optional<_DiffInfo> lastChangeOf(const Pass& pass, const Snapshot& newer) {
+    const Generation* older = pass.older();
+    if (older == nullptr) return std::nullopt;
+    for (const Snapshot& before : older->snapshots) {
+        if (before.streamId != newer.streamId) continue;
+        _DiffInfo change{};
+        change.streamId = newer.streamId;
+        fillDebugDiff(change, before.record, newer.record);
+        if (const _DiffInfo* printed = pass.differenceOf(newer.streamId)) {
+            change.executeCount = printed->executeCount;
+            change.finishCount = printed->finishCount;
+            change.executeFlushCount = printed->executeFlushCount;
+            change.c2BwmPending = printed->c2BwmPending;
+        }
+        return change;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
 Outcome triageText(std::string path, std::string entry, std::string_view text,
-                   const std::vector<std::string>& notes, bool /*withHistory*/) {
+                   const std::vector<std::string>& notes, bool withHistory) {
     Outcome outcome{std::move(path), std::move(entry), "", "", {}, {}};
     if (text.empty()) {
         outcome.error = "empty";
@@ -24,34 +115,39 @@ Outcome triageText(std::string path, std::string entry, std::string_view text,
         return outcome;
     }
 
-    // The text runs forward in time: each stream's last complete block is
-    // its newest record.
-    std::map<uint32_t, const Snapshot*> newest;
-    for (const Snapshot& snapshot : dump.snapshots) newest[snapshot.streamId] = &snapshot;
-    std::map<uint32_t, const _DiffInfo*> lastChange;
-    for (const Difference& difference : dump.differences) {
-        lastChange[difference.streamId] = &difference.diff;
-    }
+    Selection selection = judgedRecords(dump);
     std::vector<OwnerRecord> records;
     std::string used;
-    for (const auto& [streamId, snapshot] : newest) {
-        auto change = lastChange.find(streamId);
-        records.push_back({streamId, &snapshot->record, false,
-                           change != lastChange.end() ? change->second : nullptr});
+    for (const auto& [streamId, judged] : selection.records) {
+        records.push_back(
+                {streamId, &judged.snapshot->record, false, judged.pass->differenceOf(streamId)});
+        const std::string& time = judged.snapshot->recordTime;
         used += (used.empty() ? "" : ", ") + std::string("strId(") + std::to_string(streamId) +
-                ") " + (snapshot->recordTime.empty() ? "(no time)" : snapshot->recordTime);
+                ") " + (time.empty() ? "(no time)" : time);
     }
 
     outcome.report = "== " + outcome.path + (outcome.entry.empty() ? "" : ": " + outcome.entry) +
                      "\n   records used: " + (used.empty() ? "none" : used) + "\n";
     for (const std::string& note : notes) outcome.report += "   " + note + "\n";
     for (const std::string& dropped : dump.dropped) outcome.report += "   " + dropped + "\n";
+    const Pass* header = selection.header;
     std::vector<OwnerVerdict> verdicts =
-            writeOwnerAnalysis(&outcome.report, dump.snapshotCount, dump.latestIndex, records);
+            writeOwnerAnalysis(&outcome.report, header != nullptr ? header->snapshotCount : 0,
+                               header != nullptr ? header->latestIndex : 0, records);
     for (const OwnerVerdict& verdict : verdicts) {
-        std::string recordTime = verdict.hasStream ? newest[verdict.streamId]->recordTime : "";
-        outcome.streams.push_back({verdict, recordTime, "", std::nullopt, std::nullopt});
+        StreamResult result{
+                verdict, "",
+                outcome.report.substr(verdict.textBegin, verdict.textEnd - verdict.textBegin),
+                std::nullopt, std::nullopt};
+        if (verdict.hasStream) {
+            const Judged& judged = selection.records.at(verdict.streamId);
+            result.recordTime = judged.snapshot->recordTime;
+            result.record = judged.snapshot->record;
+            result.lastChange = lastChangeOf(*judged.pass, *judged.snapshot);
+        }
+        outcome.streams.push_back(std::move(result));
     }
+    if (withHistory) outcome.history = buildHistory(dump);
     return outcome;
 }
 

@@ -163,9 +163,8 @@ void printSnapshot(int fd, uint32_t streamId, const _DebugDescription& d) {
     printEqualsLine(fd);
 }
 
-namespace {
-
-void fillDiff(_DiffInfo& diff, const _DebugDescription& older, const _DebugDescription& newer) {
+void fillDebugDiff(_DiffInfo& diff, const _DebugDescription& older,
+                   const _DebugDescription& newer) {
     diff.diffNs = static_cast<int64_t>(wrappingDiff(newer.recordTimeNs, older.recordTimeNs));
     uint64_t magnitude = static_cast<uint64_t>(diff.diffNs);
     if (diff.diffNs < 0) {
@@ -217,8 +216,6 @@ void fillDiff(_DiffInfo& diff, const _DebugDescription& older, const _DebugDescr
     diff.decodeFps = newer.decodeFps - older.decodeFps;
 }
 
-}  // namespace
-
 void Codec2InfoService::dumpDebugInfo_l(int fd) {
     printSystemTime(fd, "Dumping C2 info");
     uint32_t latest = mLatestDebugDescIndex;
@@ -252,7 +249,7 @@ void Codec2InfoService::dumpDebugInfo_l(int fd) {
 
 void Codec2InfoService::dumpDebugInfoDiff_l(int fd, _DiffInfo& diff, _DebugDescription& older,
                                             _DebugDescription& newer) {
-    fillDiff(diff, older, newer);
+    fillDebugDiff(diff, older, newer);
     printEqualsLine(fd);
     dprintf(fd, "  strId(%d) Diff of debug info", static_cast<int>(diff.streamId));
     timespec span{static_cast<time_t>(diff.seconds), static_cast<long>(diff.nanoseconds)};

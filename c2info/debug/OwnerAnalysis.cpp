@@ -7,6 +7,7 @@
 #include <Codec2InfoService.h>
 #include <stdio.h>
 
+#include <algorithm>
 #include <cstdarg>
 
 #include "DebugOutput.h"
@@ -84,12 +85,18 @@ public:
                 static_cast<int>(mInput.streamId), d.component.c_str(), d.inputSource,
                 mTunnel ? "tunnel" : "non-tunnel");
         runChecks();
-        OwnerVerdict verdict{true,    mInput.streamId, d.component, d.inputSource,
-                             mTunnel, mFinding,        "",          mComplete};
+        OwnerVerdict verdict{true,        mInput.streamId,
+                             d.component, d.inputSource,
+                             mTunnel,     mFinding,
+                             "",          mComplete,
+                             0,           0};
+        std::string candidates;
         for (const char* owner : mOwners) {
             verdict.owner += (verdict.owner.empty() ? "" : " or ") + std::string(owner);
+            candidates += (candidates.empty() ? "**" : " or **") + std::string(owner) + "**";
         }
-        if (!mComplete) appendf(mText, "  [Incomplete] one of: %s\n", verdict.owner.c_str());
+        // Undecided, no one owner is the verdict: the line names them all.
+        if (!mComplete) appendf(mText, "  dispatch to %s \n", candidates.c_str());
         return verdict;
     }
 
@@ -149,7 +156,7 @@ private:
 
         if (!mInput.holdsC2BwmCounts) {
             undecided("paused by c2bwm? executeCount and finishCount are not in the dump",
-                      kC2BwmOwner);
+                      kC2BwmOwner, "[If not paused by c2bwm]");
         } else if (d.executeCount > d.finishCount || d.finishCount == 0) {
             return dispatch(
                     formatted("  pause by c2bwm: exe:%d finish:%d\n",
@@ -164,6 +171,7 @@ private:
         }
         passed("  [Checked] C2 has sufficient output frame data\n");
         mFinding = "No abnormal case found.";
+        if (!mComplete) passed("  No abnormal case found.\n");
         owner(kDisplinkToConfirm);
     }
 
@@ -172,35 +180,46 @@ private:
         const char* finding = "  displink not connected to c2 \n";
         if (!mInput.holdsC2BwmCounts) {
             *mText += finding;
-            undecided("C2BWM pending count is not in the dump", kC2Owner);
             mFinding = trimmed(finding);
+            undecided("C2BWM pending count is not in the dump", kC2Owner,
+                      "[If C2BWM pending is not 0]");
+            destroyedDisplinkHint();
             return owner(kDisplinkOwner);
         }
         if (d.c2BwmPending == 0) return dispatch(finding, kDisplinkOwner);
         *mText += finding;
-        appendf(mText, "  check destroy displink id list by:\n");
-        dispatch(
-                "  lshal debug -E vendor.larkspan.hardware.dispservice@1.0::IDispService/default "
-                "--debug mediator\n",
-                kC2Owner);
         mFinding = trimmed(finding);
+        destroyedDisplinkHint();
+        owner(kC2Owner);
     }
 
-    void passed(const char* line) { *mText += line; }
+    void destroyedDisplinkHint() {
+        passed("  check destroy displink id list by:\n");
+        passed("  lshal debug -E vendor.larkspan.hardware.dispservice@1.0::IDispService/default "
+               "--debug mediator\n");
+    }
+
+    // After an undecided check, every line holds only on an assumption,
+    // which leads it.
+    void passed(const std::string& line) {
+        if (mAssumption != nullptr) appendf(mText, "  %s ", mAssumption);
+        *mText += mAssumption != nullptr ? trimmedLeft(line) : line;
+    }
 
     void dispatch(const std::string& finding, const Owner& named) {
-        *mText += finding;
+        passed(finding);
         mFinding = trimmed(finding);
         owner(named);
     }
 
     void owner(const Owner& named) {
-        *mText += named.line;
+        if (mComplete) *mText += named.line;
         mOwners.push_back(named.name);
     }
 
-    // A check whose input the dump does not hold: its owner stays possible.
-    void undecided(const char* what, const Owner& possible) {
+    // A check whose input the dump does not hold: its owner stays possible,
+    // and what follows assumes the other outcome.
+    void undecided(const char* what, const Owner& possible, const char* assumption) {
         const _DiffInfo* change = mInput.lastChange;
         if (change == nullptr) {
             appendf(mText, "  [Undecidable from the dump] %s, nor their change\n", what);
@@ -213,6 +232,11 @@ private:
         }
         mOwners.push_back(possible.name);
         mComplete = false;
+        mAssumption = assumption;
+    }
+
+    static std::string trimmedLeft(const std::string& line) {
+        return line.substr(std::min(line.find_first_not_of(' '), line.size()));
     }
 
     static std::string trimmed(const std::string& line) {
@@ -228,6 +252,7 @@ private:
     std::string mFinding;
     std::vector<const char*> mOwners;
     bool mComplete = true;
+    const char* mAssumption = nullptr;
 };
 
 }  // namespace
@@ -242,16 +267,20 @@ std::vector<OwnerVerdict> writeOwnerAnalysis(std::string* text, uint64_t snapsho
             static_cast<int>(latestIndex));
     std::vector<OwnerVerdict> verdicts;
     if (latest.empty()) {
+        size_t begin = text->size();
         *text += "  No any C2 component created \n";
         *text += kApkOwner.line;
+        verdicts.push_back({false, 0, "", 0, false, "No any C2 component created", kApkOwner.name,
+                            true, begin, text->size()});
         *text += "  [Finish] No more C2 stream. Exit analysis.\n";
-        verdicts.push_back(
-                {false, 0, "", 0, false, "No any C2 component created", kApkOwner.name, true});
         return verdicts;
     }
     for (const OwnerRecord& record : latest) {
+        size_t begin = text->size();
         verdicts.push_back(StreamAnalysis(text, record).run());
         *text += "  Continue to check next stream... \n";
+        verdicts.back().textBegin = begin;
+        verdicts.back().textEnd = text->size();
     }
     *text += "  [Finish] No more C2 stream. Exit analysis.\n";
     return verdicts;

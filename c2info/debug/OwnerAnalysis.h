@@ -4,6 +4,7 @@
 
 #include <DebugDescription.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -43,6 +44,9 @@ struct OwnerVerdict {
     // checks left undecided, every owner still possible, joined by " or ".
     std::string owner;
     bool complete = true;
+    // Where this stream's lines are in the text written.
+    size_t textBegin = 0;
+    size_t textEnd = 0;
 };
 
 // Appends to text the owner analysis of `lshal debug --owner` for these

@@ -16,6 +16,7 @@
 #include "DumpReader.h"
 #include "Inputs.h"
 #include "Scenario.h"
+#include "Triage.h"
 
 namespace {
 
@@ -24,7 +25,15 @@ using ::vendor::larkspan::hardware::c2::info::implementation::DebugField;
 using ::vendor::larkspan::hardware::c2::info::implementation::debugFields;
 using ::vendor::larkspan::hardware::c2::info::implementation::printSnapshot;
 
+// The blocks of text printed without the report's own lines.
+const std::vector<triage::Snapshot>& blocksOf(const triage::Dump& dump) {
+    return dump.passes.at(0).generations.at(0).snapshots;
+}
+
 std::string printed(uint32_t streamId, const _DebugDescription& record) {
+    setenv("TZ", "UTC", 1);
+    tzset();
+    __android_log_set_minimum_priority(ANDROID_LOG_WARN);  // the printer logs its time lines
     int fd = memfd_create("printed", MFD_CLOEXEC);
     printSnapshot(fd, streamId, record);
     std::string text(static_cast<size_t>(lseek(fd, 0, SEEK_END)), '\0');
@@ -62,9 +71,6 @@ _DebugDescription randomRecord(std::mt19937_64& random) {
 // Printing a record, reading the text back and printing that gives the
 // same bytes: for every record a shipped scenario makes, and for random ones.
 TEST(DumpReaderTest, ReadsBackEveryRecordAsThePrinterWroteIt) {
-    setenv("TZ", "UTC", 1);
-    tzset();
-    __android_log_set_minimum_priority(ANDROID_LOG_WARN);  // the printer logs its time lines
     std::vector<_DebugDescription> records;
     for (const auto& file : std::filesystem::directory_iterator(C2INFO_SCENARIOS)) {
         for (const sim::StreamScenario& stream : sim::readScenarioFile(file.path()).streams) {
@@ -79,8 +85,8 @@ TEST(DumpReaderTest, ReadsBackEveryRecordAsThePrinterWroteIt) {
         auto streamId = static_cast<uint32_t>(i * 2654435761u);
         std::string text = printed(streamId, records[i]);
         triage::Dump dump = triage::readDump(text);
-        ASSERT_EQ(dump.snapshots.size(), 1u) << text;
-        EXPECT_EQ(printed(dump.snapshots[0].streamId, dump.snapshots[0].record), text);
+        ASSERT_EQ(blocksOf(dump).size(), 1u) << text;
+        EXPECT_EQ(printed(blocksOf(dump)[0].streamId, blocksOf(dump)[0].record), text);
     }
     // As pasted from a terminal: trailing blanks and CR LF line ends.
     std::string pasted = printed(1, records.back());
@@ -88,23 +94,174 @@ TEST(DumpReaderTest, ReadsBackEveryRecordAsThePrinterWroteIt) {
         pasted.replace(at, 1, "  \r\n");
     }
     triage::Dump dump = triage::readDump(pasted);
-    ASSERT_EQ(dump.snapshots.size(), 1u);
-    EXPECT_EQ(printed(1, dump.snapshots[0].record), printed(1, records.back()));
+    ASSERT_EQ(blocksOf(dump).size(), 1u);
+    EXPECT_EQ(printed(1, blocksOf(dump)[0].record), printed(1, records.back()));
 }
 
-// dumpstate gave up in the middle of the second pass: the first pass's
-// record is the one analysed, and the cut block is said to be dropped.
-TEST(DumpReaderTest, ABlockCutOffIsDroppedAndTheOlderRecordKept) {
-    _DebugDescription older{}, newer{};
-    older.input = 11;
-    newer.input = 99;
-    std::string second = printed(5, newer);
-    std::string text = printed(5, older) + second.substr(0, second.size() / 2);
-    triage::Dump dump = triage::readDump(text);
-    ASSERT_EQ(dump.snapshots.size(), 1u);
-    EXPECT_EQ(dump.snapshots[0].record.input, 11);
-    EXPECT_EQ(dump.dropped,
-              std::vector<std::string>{"line 26: snapshot block of strId(5) cut off, dropped"});
+using Blocks = std::vector<std::pair<uint32_t, _DebugDescription>>;
+
+// One pass of the report as the service prints it (without the differences
+// when `differences` is empty).
+std::string passText(uint32_t latest, const Blocks& older, const Blocks& newest,
+                     const std::string& differences = "") {
+    std::string text =
+            "C2 LsHal Ver-1.3 - Dumping C2 info, System Time: 11-25 03:00:00.000\n"
+            "===== Total Cnt of GetDebugInfo: 9, Latest DebugDescList index: " +
+            std::to_string(latest) + " " + std::string(65, '=') + "\n";
+    for (const auto& [index, blocks] : {std::pair{1 - latest, &older}, {latest, &newest}}) {
+        text += "===== DebugDescList[" + std::to_string(index) + "] Begin " + std::string(94, '=') +
+                "\n";
+        for (const auto& [streamId, record] : *blocks) text += printed(streamId, record);
+        text += "===== DebugDescList[" + std::to_string(index) + "] End " + std::string(96, '=') +
+                "\n\n";
+    }
+    return text + differences;
+}
+
+_DebugDescription recordAt(time_t second, int input = 50) {
+    _DebugDescription d{};
+    d.recordTime = {second, 0};
+    d.recordTimeNs = static_cast<uint64_t>(second) * 1000000000u;
+    d.input = input;
+    d.width = 1920;
+    d.height = 1080;
+    return d;
+}
+
+std::string streamsOf(const triage::Outcome& outcome) {
+    std::string streams;
+    for (const triage::StreamResult& result : outcome.streams) {
+        streams += (streams.empty() ? "" : " ") +
+                   (result.verdict.hasStream ? std::to_string(result.verdict.streamId) : "-") +
+                   ":" + std::to_string(result.record ? result.record->input : -1) + ":" +
+                   result.verdict.owner;
+    }
+    return streams;
+}
+
+// Only the records --owner would read on the TV are judged: the newest
+// generation of the newest complete pass, and for a pass that dumpstate cut,
+// the streams it did not print whole from the pass before.
+TEST(TriageTest, JudgesWhatTheServiceWouldHaveRead) {
+    _DebugDescription releasing = recordAt(100, 11);
+    releasing.releasing = 1;
+    _DebugDescription renamed = recordAt(101, 12);
+    renamed.component = "c2.vdec\nhevc) [odd";
+    std::string oddTime = printed(3, recordAt(101, 13));
+    oddTime.replace(oddTime.find("00:01:41.000"), 12, "00:01:41.1234");
+    std::string second = passText(0, {{1, releasing}, {2, recordAt(100)}},
+                                  {{1, recordAt(101, 21)}, {2, recordAt(101, 22)}});
+    std::string cut = second.substr(0, second.find("strId(2)", second.find("List[0] Begin")) + 200);
+    struct Case {
+        const char* what;
+        std::string text;
+        const char* streams;  // id:input:owner of each verdict
+        const char* shown;    // in the report
+    } cases[] = {
+            {"a stream removed during the default dump's sleep",
+             passText(1, {}, {{1, releasing}, {2, recordAt(100)}}) +
+                     passText(0, {{1, releasing}, {2, recordAt(100)}}, {{2, recordAt(101, 22)}}),
+             "2:22:C2BWM Owner or displink owner", "records used: strId(2) 01-01 00:01:41.000"},
+            {"a stream only in the older generation",
+             passText(0, {{1, releasing}}, {{2, recordAt(101, 22)}}),
+             "2:22:C2BWM Owner or displink owner", "records used: strId(2)"},
+            {"an empty newest generation", passText(0, {{1, releasing}}, {}), "-:-1:APK owner",
+             "  No any C2 component created \n  dispatch to **APK owner** \n"},
+            {"a second pass cut in its newest generation",
+             passText(1, {}, {{1, releasing}, {2, recordAt(100, 2)}, {5, recordAt(100, 5)}}) + cut,
+             "1:21:C2BWM Owner or displink owner 2:2:C2BWM Owner or displink owner "
+             "5:5:C2BWM Owner or displink owner",
+             "snapshot block of strId(2) cut off, dropped"},
+            {"a record time of another shape", "===\n" + oddTime,
+             "3:13:C2BWM Owner or displink owner", "records used: strId(3) 01-01 00:01:41.1234"},
+            {"a component name with a line break", passText(1, {}, {{4, renamed}}),
+             "4:12:C2BWM Owner or displink owner", "strId(4) - component(c2.vdec\nhevc) [odd)"},
+    };
+    for (const Case& c : cases) {
+        triage::Outcome outcome = triage::triageText("t", "", c.text, {});
+        EXPECT_EQ(outcome.error, "") << c.what;
+        EXPECT_EQ(streamsOf(outcome), c.streams) << c.what;
+        EXPECT_NE(outcome.report.find(c.shown), std::string::npos) << c.what << outcome.report;
+    }
+    std::string unreadable = printed(5, recordAt(100));
+    unreadable.replace(unreadable.find(") [1920"), 7, ") {1920");
+    EXPECT_EQ(triage::triageText("t", "", unreadable + "more\n", {}).error,
+              "line 2: not understood");
+}
+
+// Where the dump cannot decide a check, no line names one owner: the
+// dispatch line names every candidate, and what follows says what it assumes.
+TEST(TriageTest, AnUndecidableCheckNamesEveryCandidate) {
+    _DebugDescription noOutput = recordAt(100), notConnected = recordAt(100);
+    noOutput.inputSource = 5;
+    notConnected.sideBand = notConnected.hwSyncId = notConnected.tpcPipelineConnected = 1;
+    notConnected.firstFrameNotifiedToTpc = 1;
+    const std::pair<_DebugDescription, const char*> cases[] = {
+            {recordAt(100),
+             "  [If not paused by c2bwm] No abnormal case found.\n"
+             "  dispatch to **C2BWM Owner** or **displink owner** \n"},
+            {noOutput,
+             "  [If not paused by c2bwm] insufficient output data :0 \n"
+             "  dispatch to **C2BWM Owner** or **C2 Owner** \n"},
+            {notConnected,
+             "  [If C2BWM pending is not 0] check destroy displink id list by:\n"
+             "  [If C2BWM pending is not 0] lshal debug -E "
+             "vendor.larkspan.hardware.dispservice@1.0::IDispService/default --debug mediator\n"
+             "  dispatch to **C2 Owner** or **Displink Owner** \n"},
+    };
+    for (const auto& [record, ending] : cases) {
+        std::string analysis = triage::triageText("t", "", passText(0, {}, {{1, record}}), {})
+                                       .streams.at(0)
+                                       .analysis;
+        std::string end = ending + std::string("  Continue to check next stream... \n");
+        EXPECT_EQ(analysis.substr(analysis.size() - std::min(end.size(), analysis.size())), end);
+        EXPECT_EQ(analysis.find("dispatch to"), analysis.rfind("dispatch to")) << analysis;
+    }
+}
+
+// Times from 2000-01-01 00:01:40 on (the dump prints no year).
+std::string storyOf(const triage::StreamHistory& stream) {
+    const int64_t start = 946684900000;
+    std::string story = std::to_string(stream.streamId) + ":";
+    for (const triage::HistoryPoint& point : stream.points) {
+        story += " " + std::to_string(point.ms - start) + "=" + point.verdict.owner;
+        if (point.change) {
+            story += " (input+" + std::to_string(point.change->input) + " es+" +
+                     std::to_string(point.change->pendingES) + ")";
+        }
+    }
+    for (const triage::HistoryMark& mark : stream.marks) {
+        story += " | " + mark.text + "@" + std::to_string(mark.ms - start);
+    }
+    return story;
+}
+
+// A loop of --dump outputs: each record once, however many dumps print it;
+// its change from the point before wraps as the difference block's does;
+// where a stream appears, disappears and changes size.
+TEST(HistoryTest, TellsEachStreamsStory) {
+    _DebugDescription first = recordAt(100, INT32_MAX - 1), second = recordAt(101, INT32_MIN + 2),
+                      third = recordAt(102);
+    first.pendingES = 250;
+    second.pendingES = 3;
+    second.width = 1280;
+    second.height = 720;
+    third.width = 1280;
+    third.height = 720;
+    third.releasing = 1;
+    std::string session = passText(1, {}, {{1, first}, {2, recordAt(100)}}) +
+                          passText(0, {{1, first}, {2, recordAt(100)}}, {{1, second}}) +
+                          passText(1, {{1, second}}, {{1, third}, {3, recordAt(102)}});
+    triage::Outcome outcome = triage::triageText("session", "", session, {}, true);
+    std::vector<std::string> stories;
+    for (const auto& stream : outcome.history.streams) stories.push_back(storyOf(stream));
+    const std::string idle = "C2BWM Owner or displink owner";
+    EXPECT_EQ(stories, (std::vector<std::string>{
+                               "1: 0=" + idle + " 1000=" + idle +
+                                       " (input+4 es+9) 2000=C2 Owner (input+-2147483600 es+253)"
+                                       " | appears@0 | 1920x1080 -> 1280x720@1000",
+                               "2: 0=" + idle + " | appears@0 | disappears@0",
+                               "3: 2000=" + idle + " | appears@2000"}));
 }
 
 using c2info_test::Outcome;
@@ -183,6 +340,9 @@ TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
     EXPECT_NE(result.out.find("== good.txt\n"), std::string::npos) << result.out;
     EXPECT_EQ(result.err, c2info_test::slurp(C2INFO_TRIAGE_GOLDEN));
     EXPECT_EQ(run(std::string(C2INFO_TRIAGE) + " --xml good.txt").status, 2);
+    EXPECT_EQ(run(std::string(C2INFO_TRIAGE) + " --csv good.txt").out,
+              "source,entry,stream,component,inputSource,tunnel,finding,owner,complete,recordTime\n"
+              "good.txt,,,,0,false,No any C2 component created,APK owner,true,\n");
 }
 
 }  // namespace
