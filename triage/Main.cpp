@@ -11,6 +11,7 @@
 
 #include "Inputs.h"
 #include "Pool.h"
+#include "Rows.h"
 
 namespace {
 
@@ -125,19 +126,9 @@ private:
     void printRow(const triage::Outcome& outcome, const triage::StreamResult& stream) {
         const auto& v = stream.verdict;
         if (mFormat == Format::kJson) {
-            nlohmann::ordered_json row = {
-                    {"source", outcome.path},
-                    {"entry", outcome.entry},
-                    {"stream", v.hasStream ? nlohmann::ordered_json(v.streamId) : ""},
-                    {"component", v.component},
-                    {"inputSource", v.inputSource},
-                    {"tunnel", v.tunnel},
-                    {"finding", v.finding},
-                    {"owner", v.owner},
-                    {"complete", v.complete},
-                    {"recordTime", stream.recordTime}};
             printf("%s\n  %s", mRows == 0 ? "" : ",",
-                   row.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+                   triage::streamRow(outcome, stream)
+                           .dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
                            .c_str());
         } else {
             printf("%s,%s,%s,%s,%d,%s,%s,%s,%s,%s\n", csvField(outcome.path).c_str(),
