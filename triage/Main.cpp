@@ -1,6 +1,7 @@
 // c2info-triage: the owner verdict of the c2info service from the dumps in
 // TV bugreports, without the TV. See usage() and the README.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <nlohmann/json.hpp>
@@ -9,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "HtmlPage.h"
 #include "Inputs.h"
 #include "Pool.h"
 #include "Rows.h"
@@ -18,7 +20,7 @@ namespace {
 constexpr int kUsageError = 2;
 
 void usage() {
-    printf(R"(usage: c2info-triage [--json | --csv] [--jobs N] INPUT...
+    printf(R"(usage: c2info-triage [--json | --csv | --html FILE] [--jobs N] INPUT...
 
 Reads the c2info service's lshal debug output from each INPUT and prints,
 per input, what `lshal debug --owner` would have printed on that TV: the
@@ -37,21 +39,27 @@ The C2BWM counts are not in the dump: where a check needs them, the report
 says so with what the dump does show, names every owner still possible,
 and marks that stream's verdict incomplete.
 
-  --json     one JSON array, an object per stream per input
-  --csv      the same as a table with a header row
-  --jobs N   inputs read at once (default: the machine's cores)
+  --json       one JSON array, an object per stream per input
+  --csv        the same as a table with a header row
+  --html FILE  write one page that opens offline in a browser: the split by
+               owner, component and input source, the table of streams with
+               each one's analysis and counters and, for a text recorded as
+               a dump a second, each stream's history over time
+  --jobs N     inputs read at once (default: the machine's cores)
 
 Exit status: 0 when every input held the service's dump, 1 when some did
-not (each named on standard error with the reason), 2 on a usage error.
+not (each named on standard error with the reason) or the page could not
+be written, 2 on a usage error.
 )",
            triage::kServiceEntry);
 }
 
-enum class Format { kText, kJson, kCsv };
+enum class Format { kText, kJson, kCsv, kHtml };
 
 struct Options {
     Format format = Format::kText;
     unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
+    std::string htmlPath;
     std::vector<std::string> inputs;
 };
 
@@ -63,6 +71,9 @@ std::optional<Options> parseOptions(int argc, char** argv) {
             options.format = Format::kJson;
         } else if (argument == "--csv") {
             options.format = Format::kCsv;
+        } else if (argument == "--html" && i + 1 < argc) {
+            options.format = Format::kHtml;
+            options.htmlPath = argv[++i];
         } else if (argument == "--jobs" && i + 1 < argc) {
             char* end = nullptr;
             long jobs = strtol(argv[++i], &end, 10);
@@ -114,6 +125,7 @@ public:
                     outcome.error.c_str());
             return false;
         }
+        if (mFormat == Format::kHtml) return true;
         if (mFormat == Format::kText) {
             fputs(outcome.report.c_str(), stdout);
             return true;
@@ -145,13 +157,28 @@ private:
     size_t mRows = 0;
 };
 
+// False, with the reason on standard error, when the page could not be written.
+bool writePage(const std::string& path, const triage::HtmlPage& page) {
+    FILE* out = fopen(path.c_str(), "w");
+    bool written = out != nullptr && page.write(out);
+    if (out != nullptr && fclose(out) != 0) written = false;
+    if (!written) fprintf(stderr, "c2info-triage: %s: %s\n", path.c_str(), strerror(errno));
+    return written;
+}
+
 int run(const Options& options) {
     int status = 0;
-    Printer printer(options.format);
-    triage::triageInputs(triage::expandInputs(options.inputs), options.jobs, false,
-                         [&](triage::Outcome&& outcome) {
-                             if (!printer.print(outcome)) status = 1;
-                         });
+    const bool html = options.format == Format::kHtml;
+    triage::HtmlPage page;
+    {
+        Printer printer(options.format);
+        triage::triageInputs(triage::expandInputs(options.inputs), options.jobs, html,
+                             [&](triage::Outcome&& outcome) {
+                                 if (!printer.print(outcome)) status = 1;
+                                 if (html) page.add(outcome);
+                             });
+    }
+    if (html && !writePage(options.htmlPath, page)) status = 1;
     return status;
 }
 

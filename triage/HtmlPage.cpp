@@ -1,0 +1,206 @@
+#include "HtmlPage.h"
+
+#include <PageAssets.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "Rows.h"
+
+namespace triage {
+
+namespace {
+
+// The row's columns whose texts go into the table of repeated texts.
+const char* const kTextColumns[] = {"component", "finding", "owner"};
+
+// The record's counters shown beside their change over the last second, in
+// the order of countersOf(); the record also says whether it is SideBand.
+const char* const kCounters[] = {"decode",   "input",    "push",          "pop",       "skip",
+                                 "queue",    "get",      "drop",          "inputLate", "decodeLate",
+                                 "fbLate",   "inputFps", "decodeFps",     "pendingES", "pendingFB",
+                                 "queueCnt", "flipCnt",  "pendingRender", "sideBand"};
+
+// Two decimals are all a person reads off a rate, and keep the data small.
+double rounded(double value) {
+    return std::round(value * 100) / 100;
+}
+
+// A record and a difference name these members alike.
+template <typename Counts>
+nlohmann::json countersOf(const Counts& c) {
+    return {c.decode,
+            c.input,
+            c.push,
+            c.pop,
+            c.skip,
+            c.queue,
+            c.get,
+            c.drop,
+            c.inputLate,
+            c.decodeLate,
+            c.fbLate,
+            rounded(c.inputFps),
+            rounded(c.decodeFps),
+            c.pendingES,
+            c.pendingFB,
+            c.queueCnt,
+            c.flipCnt,
+            c.pendingRender};
+}
+
+const char* markName(MarkKind kind) {
+    switch (kind) {
+        case MarkKind::kAppear:
+            return "appear";
+        case MarkKind::kDisappear:
+            return "disappear";
+        case MarkKind::kResize:
+            return "resize";
+    }
+    return "";
+}
+
+// Nothing in the data may end its script element or be read as markup.
+std::string escapedForScript(const std::string& json) {
+    std::string out;
+    out.reserve(json.size() + json.size() / 16);
+    for (size_t i = 0; i < json.size(); ++i) {
+        char c = json[i];
+        if (c == '<') {
+            out += "\\u003c";
+        } else if (c == '>') {
+            out += "\\u003e";
+        } else if (c == '&') {
+            out += "\\u0026";
+        } else if (c == '\xe2' && json.compare(i + 1, 1, "\x80") == 0 && i + 2 < json.size() &&
+                   (json[i + 2] == '\xa8' || json[i + 2] == '\xa9')) {
+            out += json[i + 2] == '\xa8' ? "\\u2028" : "\\u2029";
+            i += 2;
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+size_t HtmlPage::textIndex(const std::string& text) {
+    auto [it, added] = mTextIndex.try_emplace(text, mTexts.size());
+    if (added) mTexts.push_back(text);
+    return it->second;
+}
+
+void HtmlPage::add(const Outcome& outcome) {
+    size_t input = mInputs.size();
+    mInputs.push_back({outcome.path, outcome.entry, outcome.error});
+    for (const StreamResult& stream : outcome.streams) {
+        nlohmann::json row = nlohmann::json::array({input});
+        const nlohmann::ordered_json fields = streamRow(outcome, stream);
+        for (auto& [column, value] : fields.items()) {
+            if (column == "source" || column == "entry") continue;
+            bool repeated = std::find(std::begin(kTextColumns), std::end(kTextColumns), column) !=
+                            std::end(kTextColumns);
+            row.push_back(repeated ? nlohmann::json(textIndex(value)) : nlohmann::json(value));
+        }
+        nlohmann::json lines = nlohmann::json::array();
+        for (size_t begin = 0; begin < stream.analysis.size();) {
+            size_t end = stream.analysis.find('\n', begin);
+            if (end == std::string::npos) end = stream.analysis.size();
+            lines.push_back(textIndex(stream.analysis.substr(begin, end - begin)));
+            begin = end + 1;
+        }
+        row.push_back(std::move(lines));
+        nlohmann::json record = nullptr;
+        if (stream.record) {
+            record = countersOf(*stream.record);
+            record.push_back(stream.record->sideBand != 0);
+        }
+        row.push_back(std::move(record));
+        row.push_back(stream.lastChange ? countersOf(*stream.lastChange) : nlohmann::json());
+        mRows.push_back(std::move(row));
+    }
+    // One dump holds two generations a second apart; a story takes a
+    // recording of more.
+    bool recorded = false;
+    for (const StreamHistory& stream : outcome.history.streams) {
+        recorded |= stream.points.size() > 2;
+    }
+    if (!recorded) return;
+    for (const StreamHistory& stream : outcome.history.streams) {
+        mHistories.push_back(historyOf(input, stream));
+    }
+}
+
+// Column by column, on seconds from the input's first point; per-second
+// values from each point's change, null where the stream was not seen the
+// second before.
+nlohmann::json HtmlPage::historyOf(size_t input, const StreamHistory& stream) {
+    nlohmann::json series = nlohmann::json::object();
+    nlohmann::json t = nlohmann::json::array(), owners = nlohmann::json::array(),
+                   findings = nlohmann::json::array();
+    auto level = [&](const char* name, nlohmann::json value) {
+        series[name].push_back(std::move(value));
+    };
+    auto perSecond = [&](const char* name, const std::optional<_DiffInfo>& change, double delta) {
+        bool known = change && change->diffNs > 0;
+        series[name].push_back(known ? nlohmann::json(rounded(delta * 1e9 / change->diffNs))
+                                     : nlohmann::json());
+    };
+    bool sideBand = false;
+    for (const HistoryPoint& point : stream.points) {
+        const _DebugDescription& r = point.record;
+        const std::optional<_DiffInfo>& c = point.change;
+        sideBand |= r.sideBand != 0;
+        t.push_back(point.ms);
+        owners.push_back(textIndex(point.verdict.owner));
+        findings.push_back(textIndex(point.verdict.finding));
+        level("decodeFps", rounded(r.decodeFps));
+        level("inputFps", rounded(r.inputFps));
+        level("pendingES", r.pendingES);
+        level("pendingFB", r.pendingFB);
+        level("pendingVDEC", int64_t{r.pop} - r.skip - r.get);
+        level("pendingRender", r.pendingRender);
+        perSecond("inputLate", c, c ? c->inputLate : 0);
+        perSecond("decodeLate", c, c ? c->decodeLate : 0);
+        perSecond("fbLate", c, c ? c->fbLate : 0);
+        perSecond("drop", c, c ? c->drop : 0);
+        perSecond("skip", c, c ? c->skip : 0);
+        perSecond("queueCnt", c, c ? c->queueCnt : 0);
+        perSecond("flipCnt", c, c ? c->flipCnt : 0);
+    }
+    nlohmann::json marks = nlohmann::json::array();
+    for (const HistoryMark& mark : stream.marks) {
+        marks.push_back({mark.ms, markName(mark.kind), mark.text});
+    }
+    return {{"input", input},
+            {"stream", stream.streamId},
+            {"component", stream.component},
+            {"sideBand", sideBand},
+            {"ms", std::move(t)},
+            {"owner", std::move(owners)},
+            {"finding", std::move(findings)},
+            {"series", std::move(series)},
+            {"marks", std::move(marks)}};
+}
+
+bool HtmlPage::write(FILE* out) const {
+    nlohmann::json columns = nlohmann::json::array();
+    const nlohmann::ordered_json fields = streamRow({}, {});
+    for (auto& [column, value] : fields.items()) {
+        if (column != "source" && column != "entry") columns.push_back(column);
+    }
+    nlohmann::ordered_json data = {
+            {"texts", mTexts},        {"columns", columns}, {"textColumns", kTextColumns},
+            {"counters", kCounters},  {"inputs", mInputs},  {"rows", mRows},
+            {"histories", mHistories}};
+    std::string json =
+            escapedForScript(data.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    fputs(kPageBeforeData, out);
+    fwrite(json.data(), 1, json.size(), out);
+    fputs(kPageAfterData, out);
+    return fflush(out) == 0 && ferror(out) == 0;
+}
+
+}  // namespace triage

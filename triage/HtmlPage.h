@@ -1,0 +1,35 @@
+// The page of c2info-triage --html: one file that opens offline, carries
+// what the triage found as readable JSON, and draws from it the fleet's
+// verdicts and each recorded stream's story.
+#pragma once
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <unordered_map>
+
+#include "Triage.h"
+
+namespace triage {
+
+class HtmlPage {
+public:
+    // Outcomes come in input order, refused inputs included.
+    void add(const Outcome& outcome);
+    // False when the page could not be written whole.
+    bool write(FILE* out) const;
+
+private:
+    // Texts that repeat across rows and points (owners, findings, analysis
+    // lines) are written once and referenced by index.
+    size_t textIndex(const std::string& text);
+    nlohmann::json historyOf(size_t input, const StreamHistory& stream);
+
+    nlohmann::json mTexts = nlohmann::json::array();
+    std::unordered_map<std::string, size_t> mTextIndex;
+    nlohmann::json mInputs = nlohmann::json::array();
+    nlohmann::json mRows = nlohmann::json::array();
+    nlohmann::json mHistories = nlohmann::json::array();
+};
+
+}  // namespace triage

@@ -1,0 +1,394 @@
+// Draws the triage page from its data element: the fleet's verdicts, then
+// each recorded stream's story. Everything in the data comes from untrusted
+// files, so it goes into the page only as text.
+'use strict';
+
+const data = JSON.parse(document.getElementById('data').textContent);
+const texts = data.texts;
+const PAGE_ROWS = 200;
+const INPUT_SOURCES = ['HDMI', 'VGA', 'ATV', 'component', 'composite', 'video', 'video', 'image'];
+const SIDEBAND_COUNTERS = ['queueCnt', 'flipCnt', 'pendingRender'];
+const PALETTE = ['#4e79a7', '#f28e2b', '#e15759', '#76b7b2', '#59a14f',
+                 '#edc948', '#b07aa1', '#ff9da7', '#9c755f', '#bab0ac'];
+const MARK_COLOURS = {appear: '#1a7f37', disappear: '#57606a', resize: '#8250df'};
+// Every history chart's value axis is this wide, so that their time axes line up.
+const VALUE_AXIS_WIDTH = 64;
+
+// A row is [input, ...data.columns, analysis lines, record, change].
+const column = Object.fromEntries(data.columns.map((name, i) => [name, i + 1]));
+const LINES = data.columns.length + 1;
+const RECORD = LINES + 1;
+const CHANGE = LINES + 2;
+const counter = Object.fromEntries(data.counters.map((name, i) => [name, i]));
+
+Chart.defaults.animation = false;
+Chart.defaults.maintainAspectRatio = false;
+Chart.defaults.font.size = 11;
+// Tests and scripts see from its canvas that a chart drew.
+Chart.register({id: 'drawn', afterRender(chart) { chart.canvas.dataset.drawn = 'true'; }});
+// Dashed vertical lines where a stream appears, disappears or is resized.
+Chart.register({
+  id: 'marks',
+  afterDatasetsDraw(chart, args, options) {
+    if (!options.list) return;
+    const {ctx, chartArea: area, scales: {x}} = chart;
+    ctx.save();
+    ctx.setLineDash([4, 3]);
+    for (const [seconds, kind, text] of options.list) {
+      const at = x.getPixelForValue(seconds);
+      if (at < area.left || at > area.right) continue;
+      ctx.strokeStyle = ctx.fillStyle = MARK_COLOURS[kind] || '#000';
+      ctx.beginPath();
+      ctx.moveTo(at, area.top);
+      ctx.lineTo(at, area.bottom);
+      ctx.stroke();
+      if (options.labels) ctx.fillText(text, at + 3, area.top + 10);
+    }
+    ctx.restore();
+  },
+});
+
+function el(tag, text, className) {
+  const node = document.createElement(tag);
+  if (text !== undefined) node.textContent = String(text);
+  if (className) node.className = className;
+  return node;
+}
+
+function canvasIn(parent, className) {
+  const box = el('div', undefined, className);
+  const canvas = el('canvas');
+  box.append(canvas);
+  parent.append(box);
+  return canvas;
+}
+
+// One colour per owner, the same in every chart.
+const ownerColours = new Map();
+function ownerColour(owner) {
+  if (!ownerColours.has(owner)) {
+    const n = ownerColours.size;
+    ownerColours.set(owner, n < PALETTE.length ? PALETTE[n] : `hsl(${(n * 47) % 360},55%,55%)`);
+  }
+  return ownerColours.get(owner);
+}
+
+function cell(row, name) {
+  const value = row[column[name]];
+  return data.textColumns.includes(name) ? texts[value] : value;
+}
+
+function input(row) {
+  const [source, entry, error] = data.inputs[row[0]];
+  return {source, entry, error};
+}
+
+function inputSourceName(n) {
+  return `${n} (${INPUT_SOURCES[n] || 'unknown'})`;
+}
+
+function signed(n) {
+  return n > 0 ? `+${n}` : String(n);
+}
+
+// ---- the fleet ----
+
+function drawInputs() {
+  const refused = data.inputs.filter(([, , error]) => error);
+  const read = data.inputs.filter(([, , error]) => !error);
+  document.getElementById('summary').textContent =
+      `${data.inputs.length} inputs: ${read.length} read, ${refused.length} refused; ` +
+      `${data.rows.length} streams judged`;
+  const body = document.querySelector('#refused tbody');
+  for (const [source, entry, error] of refused) {
+    const tr = el('tr');
+    tr.append(el('td', source), el('td', entry), el('td', error));
+    body.append(tr);
+  }
+  document.getElementById('refused').hidden = refused.length === 0;
+  const details = document.getElementById('read');
+  details.querySelector('summary').textContent = `${read.length} inputs read`;
+  // Thousands of names are listed only when asked for.
+  details.addEventListener('toggle', () => {
+    const list = details.querySelector('ol');
+    if (list.childElementCount) return;
+    for (const [source, entry] of read) list.append(el('li', entry ? `${source}: ${entry}` : source));
+  });
+}
+
+function countBy(label) {
+  const counts = new Map();
+  for (const row of data.rows) counts.set(label(row), (counts.get(label(row)) || 0) + 1);
+  return [...counts].sort((a, b) => b[1] - a[1] || String(a[0]).localeCompare(String(b[0])));
+}
+
+function barChart(canvas, counts, colours, onClick) {
+  new Chart(canvas, {
+    type: 'bar',
+    data: {
+      labels: counts.map(([label]) => label),
+      datasets: [{data: counts.map(([, count]) => count), backgroundColor: colours}],
+    },
+    options: {indexAxis: 'y', plugins: {legend: {display: false}}, onClick},
+  });
+}
+
+function drawSplits() {
+  const owners = countBy((row) => cell(row, 'owner'));
+  barChart(document.getElementById('by-owner'), owners,
+           owners.map(([owner]) => ownerColour(owner)), (event, bars) => {
+             if (bars.length) filterByOwner(owners[bars[0].index][0]);
+           });
+  const body = document.querySelector('#owner-counts tbody');
+  for (const [owner, count] of owners) {
+    const swatch = el('td', '\u25a0');
+    swatch.style.color = ownerColour(owner);
+    const tr = el('tr');
+    tr.append(swatch, el('td', owner), el('td', count));
+    body.append(tr);
+  }
+  barChart(document.getElementById('by-component'),
+           countBy((row) => cell(row, 'component') || '(no stream)'), '#4e79a7');
+  barChart(document.getElementById('by-input-source'),
+           countBy((row) => (cell(row, 'stream') === '' ? '(no stream)'
+                                                        : inputSourceName(cell(row, 'inputSource')))),
+           '#76b7b2');
+  const filter = document.getElementById('owner-filter');
+  filter.append(new Option(`every owner (${data.rows.length})`, ''));
+  for (const [owner, count] of owners) filter.append(new Option(`${owner} (${count})`, owner));
+  filter.addEventListener('change', () => filterByOwner(filter.value));
+}
+
+// ---- the table of streams ----
+
+const HEADERS = ['source', 'entry', ...data.columns];
+const collator = new Intl.Collator(undefined, {numeric: true});
+const table = {order: data.rows.map((row, i) => i), sortedBy: null, direction: 1, owner: '',
+               shown: PAGE_ROWS};
+
+function value(i, name) {
+  const row = data.rows[i];
+  return name === 'source' || name === 'entry' ? input(row)[name] : cell(row, name);
+}
+
+function drawTable() {
+  const head = document.querySelector('#rows thead tr');
+  for (const name of HEADERS) {
+    const th = el('th', name);
+    th.addEventListener('click', () => sortBy(name, th));
+    head.append(th);
+  }
+  document.getElementById('rows').addEventListener('click', (event) => {
+    const tr = event.target.closest('tbody tr');
+    if (tr) location.hash = `detail=${tr.dataset.row}`;
+  });
+  document.getElementById('more').addEventListener('click', () => {
+    table.shown += PAGE_ROWS;
+    drawRows();
+  });
+  drawRows();
+}
+
+function drawRows() {
+  const rows = table.owner === '' ? table.order
+                                  : table.order.filter((i) => cell(data.rows[i], 'owner') === table.owner);
+  const body = el('tbody');
+  for (const i of rows.slice(0, table.shown)) {
+    const tr = el('tr');
+    tr.dataset.row = i;
+    for (const name of HEADERS) {
+      const td = el('td', value(i, name), name);
+      if (name === 'entry') td.title = td.textContent;
+      tr.append(td);
+    }
+    body.append(tr);
+  }
+  document.querySelector('#rows tbody').replaceWith(body);
+  document.getElementById('shown').textContent =
+      `${Math.min(rows.length, table.shown)} of ${rows.length} shown`;
+  document.getElementById('more').hidden = rows.length <= table.shown;
+}
+
+function sortBy(name, th) {
+  table.direction = table.sortedBy === name ? -table.direction : 1;
+  table.sortedBy = name;
+  for (const other of th.parentNode.children) delete other.dataset.sort;
+  th.dataset.sort = table.direction > 0 ? 'asc' : 'desc';
+  table.order.sort((a, b) => collator.compare(String(value(a, name)), String(value(b, name))) *
+                                 table.direction || a - b);
+  drawRows();
+}
+
+function filterByOwner(owner) {
+  table.owner = owner;
+  table.shown = PAGE_ROWS;
+  document.getElementById('owner-filter').value = owner;
+  drawRows();
+}
+
+// ---- a stream's detail ----
+
+// The deciding check is the finding and its dispatch line; what the dump
+// cannot decide, and what is said only under an assumption, is incomplete.
+function lineClass(line, finding) {
+  const text = line.trim();
+  const classes = [];
+  if (/^\[(Undecidable|Incomplete|If )/.test(text)) classes.push('incomplete');
+  else if (text.startsWith('[Checked]')) classes.push('passed');
+  if (text.includes('dispatch to **') || (finding && text.endsWith(finding))) classes.push('decisive');
+  return classes.join(' ');
+}
+
+function countersTable(record, change) {
+  const tableEl = el('table', undefined, 'counters');
+  const head = el('tr');
+  head.append(el('th', 'counter'), el('th', 'now'), el('th', 'last second'));
+  tableEl.append(head);
+  const add = (name, now, diff) => {
+    const tr = el('tr');
+    tr.append(el('td', name), el('td', now), el('td', diff === undefined ? '' : signed(diff)));
+    tableEl.append(tr);
+  };
+  const of = (values, name) => (values ? values[counter[name]] : undefined);
+  const sideBand = of(record, 'sideBand');
+  for (const name of data.counters) {
+    if (name === 'sideBand' || (!sideBand && SIDEBAND_COUNTERS.includes(name))) continue;
+    add(name, of(record, name), of(change, name));
+    if (name === 'pendingFB') {
+      const vdec = (values) => of(values, 'pop') - of(values, 'skip') - of(values, 'get');
+      add('pendingVDEC (pop - skip - get)', vdec(record), change ? vdec(change) : undefined);
+    }
+  }
+  return tableEl;
+}
+
+function showDetail() {
+  const box = document.getElementById('detail');
+  const match = /^#detail=(\d+)$/.exec(location.hash);
+  const row = match && data.rows[Number(match[1])];
+  box.hidden = !row;
+  if (!row) return;
+  const {source, entry} = input(row);
+  const stream = cell(row, 'stream');
+  const finding = cell(row, 'finding');
+  box.replaceChildren(
+      el('h3', `${source}${entry ? `: ${entry}` : ''}`),
+      el('p', `${stream === '' ? 'no stream' : `strId(${stream}) ${cell(row, 'component')}`}` +
+                  ` \u2014 ${cell(row, 'owner')}${cell(row, 'complete') ? '' : ' (incomplete)'}`));
+  const lines = el('div', undefined, 'lines');
+  for (const line of row[LINES]) lines.append(el('div', texts[line], lineClass(texts[line], finding)));
+  box.append(lines);
+  if (row[RECORD]) box.append(el('h4', `record of ${cell(row, 'recordTime')}`), countersTable(row[RECORD], row[CHANGE]));
+  box.scrollIntoView();
+}
+
+// ---- the history ----
+
+const fixedWidth = (scale) => { scale.width = VALUE_AXIS_WIDTH; };
+
+function lineChart(parent, title, seconds, stream, series, axis, marks) {
+  const datasets = series.map(([key, label], n) => ({
+    label,
+    data: seconds.map((x, i) => ({x, y: stream.series[key][i] === null ? NaN : stream.series[key][i]})),
+    borderColor: PALETTE[n],
+    backgroundColor: PALETTE[n],
+    borderWidth: 1.5,
+    pointRadius: 0,
+  }));
+  new Chart(canvasIn(parent, 'chart'), {
+    type: 'line',
+    data: {datasets},
+    options: {
+      parsing: false,
+      normalized: true,
+      interaction: {mode: 'nearest', axis: 'x', intersect: false},
+      scales: {x: {...axis}, y: {beginAtZero: true, title: {display: true, text: title}, afterFit: fixedWidth}},
+      plugins: {legend: {align: 'start', labels: {boxWidth: 12}}, marks: {list: marks, labels: title === 'fps'}},
+    },
+  });
+}
+
+// Runs of one owner verdict, as floating bars on the shared time axis.
+function verdictBand(parent, seconds, stream, axis) {
+  const runs = [];
+  seconds.forEach((at, i) => {
+    const owner = texts[stream.owner[i]];
+    const finding = texts[stream.finding[i]];
+    const last = runs[runs.length - 1];
+    if (last && last.owner === owner && last.finding === finding) last.to = at;
+    else runs.push({owner, finding, from: at, to: at});
+  });
+  runs.forEach((run, i) => { run.to = i + 1 < runs.length ? runs[i + 1].from : run.to + 1; });
+  new Chart(canvasIn(parent, 'chart band'), {
+    type: 'bar',
+    data: {
+      labels: ['owner'],
+      datasets: [{
+        data: runs.map((run) => ({x: [run.from, run.to], y: 'owner'})),
+        backgroundColor: runs.map((run) => ownerColour(run.owner)),
+        barPercentage: 1,
+        categoryPercentage: 1,
+      }],
+    },
+    options: {
+      indexAxis: 'y',
+      scales: {x: {...axis, title: {display: true, text: 'seconds'}}, y: {afterFit: fixedWidth}},
+      plugins: {
+        legend: {display: false},
+        tooltip: {callbacks: {label: (item) => `${runs[item.dataIndex].owner}: ${runs[item.dataIndex].finding}`}},
+      },
+    },
+  });
+  const legend = el('p');
+  for (const owner of new Set(runs.map((run) => run.owner))) {
+    const swatch = el('span', '\u25a0 ');
+    swatch.style.color = ownerColour(owner);
+    legend.append(swatch, owner, '  ');
+  }
+  parent.append(legend);
+}
+
+function drawHistory() {
+  if (!data.histories.length) return;
+  const section = document.getElementById('history');
+  section.hidden = false;
+  const byInput = new Map();
+  for (const stream of data.histories) {
+    if (!byInput.has(stream.input)) byInput.set(stream.input, []);
+    byInput.get(stream.input).push(stream);
+  }
+  for (const [index, streams] of byInput) {
+    const [source, entry] = data.inputs[index];
+    section.append(el('h3', entry ? `${source}: ${entry}` : source));
+    const start = Math.min(...streams.map((s) => s.ms[0]));
+    const end = Math.max(...streams.map((s) => s.ms[s.ms.length - 1]));
+    const axis = {type: 'linear', min: 0, max: Math.max(1, Math.ceil((end - start) / 1000))};
+    for (const stream of streams) {
+      const box = el('div', undefined, 'stream');
+      box.append(el('h4', `strId(${stream.stream}) ${stream.component}`));
+      section.append(box);
+      const seconds = stream.ms.map((ms) => (ms - start) / 1000);
+      const marks = stream.marks.map(([ms, kind, text]) => [(ms - start) / 1000, kind, text]);
+      lineChart(box, 'fps', seconds, stream, [['decodeFps', 'decode'], ['inputFps', 'input']], axis, marks);
+      lineChart(box, 'pending', seconds, stream,
+                [['pendingES', 'ES'], ['pendingFB', 'FB'], ['pendingVDEC', 'VDEC']], axis, marks);
+      lineChart(box, 'per second', seconds, stream,
+                [['inputLate', 'input late'], ['decodeLate', 'decode late'], ['fbLate', 'fb late'],
+                 ['drop', 'drop'], ['skip', 'skip']], axis, marks);
+      if (stream.sideBand) {
+        lineChart(box, 'SideBand', seconds, stream,
+                  [['queueCnt', 'queue /s'], ['flipCnt', 'flip /s'], ['pendingRender', 'pending render']],
+                  axis, marks);
+      }
+      verdictBand(box, seconds, stream, axis);
+    }
+  }
+}
+
+drawInputs();
+drawSplits();
+drawTable();
+drawHistory();
+window.addEventListener('hashchange', showDetail);
+showDetail();
+document.body.dataset.ready = String(performance.now());
