@@ -9,7 +9,8 @@ packages=(
     android-libutils-dev android-libcutils-dev android-liblog-dev android-libbase-dev
     hidl-gen blueprint-tools
     libgtest-dev libgmock-dev libbenchmark-dev
-    libyuv-dev libpng-dev nlohmann-json3-dev libedit-dev libzip-dev
+    libyuv-dev libpng-dev nlohmann-json3-dev libedit-dev libzip-dev libjs-chart.js
+    chromium-headless-shell python3
     clang libclang-rt-14-dev libc++-14-dev libc++abi-14-dev libc6-dev-armhf-cross
     g++-arm-linux-gnueabihf qemu-user
     android-libutils-dev:armhf android-libcutils-dev:armhf android-liblog-dev:armhf
