@@ -262,7 +262,7 @@ function countersTable(record, change) {
   return tableEl;
 }
 
-function showDetail() {
+function showDetail(event) {
   const box = document.getElementById('detail');
   const match = /^#detail=(\d+)$/.exec(location.hash);
   const row = match && data.rows[Number(match[1])];
@@ -277,9 +277,16 @@ function showDetail() {
                   ` \u2014 ${cell(row, 'owner')}${cell(row, 'complete') ? '' : ' (incomplete)'}`));
   const lines = el('div', undefined, 'lines');
   for (const line of row[LINES]) lines.append(el('div', texts[line], lineClass(texts[line], finding)));
-  box.append(lines);
-  if (row[RECORD]) box.append(el('h4', `record of ${cell(row, 'recordTime')}`), countersTable(row[RECORD], row[CHANGE]));
-  box.scrollIntoView();
+  const columns = el('div', undefined, 'columns');
+  columns.append(lines);
+  if (row[RECORD]) {
+    const counters = el('div');
+    counters.append(el('h4', `record of ${cell(row, 'recordTime')}`), countersTable(row[RECORD], row[CHANGE]));
+    columns.append(counters);
+  }
+  box.append(columns);
+  // Opened from the table, not when the page loads on its URL.
+  if (event) box.scrollIntoView();
 }
 
 // ---- the history ----
@@ -390,5 +397,5 @@ drawSplits();
 drawTable();
 drawHistory();
 window.addEventListener('hashchange', showDetail);
-showDetail();
+showDetail(null);
 document.body.dataset.ready = String(performance.now());
