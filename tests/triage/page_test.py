@@ -1,0 +1,129 @@
+#!/usr/bin/env python3
+"""c2info-triage --html opened in headless Chromium: the rendered page says what
+--json says, draws every chart, opens a detail from its URL, and shows hostile
+names as text with nothing run.
+
+usage: page_test.py C2INFO_SIM C2INFO_TRIAGE CHROMIUM SCENARIOS_DIR SCREENSHOT.png
+"""
+import collections
+import html.parser
+import json
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+SIM, TRIAGE, CHROMIUM, SCENARIOS, SCREENSHOT = sys.argv[1:6]
+HOSTILE = {"c2.vdec.avc": "<img src=x onerror=alert(1)>",
+           "c2.vdec.vp9.tunnel": "</script><script>document.title='pwned'</script>"}
+
+
+def run(*command, stdin=None):
+    """The command's result; a hang (a page stuck in a dialog) gives no output."""
+    try:
+        return subprocess.run(command, input=stdin, capture_output=True, text=True, timeout=60)
+    except subprocess.TimeoutExpired:
+        return subprocess.CompletedProcess(command, -1, "", "timed out")
+
+
+class Tables(html.parser.HTMLParser):
+    """The text of each body row of each table with an id."""
+
+    def __init__(self):
+        super().__init__()
+        self.rows = collections.defaultdict(list)
+        self.table = None
+        self.cell = None
+
+    def handle_starttag(self, tag, attrs):
+        if tag == "table":
+            self.table = dict(attrs).get("id")
+        elif tag == "tr" and self.table:
+            self.rows[self.table].append([])
+        elif tag == "td" and self.table:
+            self.cell = ""
+
+    def handle_endtag(self, tag):
+        if tag == "td" and self.cell is not None:
+            self.rows[self.table][-1].append(self.cell)
+            self.cell = None
+        elif tag == "table":
+            self.table = None
+
+    def handle_data(self, data):
+        if self.cell is not None:
+            self.cell += data
+
+
+def text(value):
+    return value if isinstance(value, str) else json.dumps(value)
+
+
+def main():
+    failures = []
+
+    def check(what, ok):
+        if not ok:
+            failures.append(what)
+
+    work = Path(tempfile.mkdtemp(prefix="triage-page-"))
+    inputs = []
+    for scenario in ("default.json", "paused.json"):
+        report = work / scenario.replace(".json", ".zip")
+        run(SIM, "--scenario", f"{SCENARIOS}/{scenario}", "--bugreport", str(report))
+        inputs.append(str(report))
+    # A session of a few dumps a second apart, its component names hostile.
+    session = run(SIM, "--console", stdin="--enable\n" + "sleep 1\n--dump\n" * 4).stdout
+    for name, hostile in HOSTILE.items():
+        session = session.replace(name, hostile)
+    (work / "session<b>.txt").write_text(session)
+    (work / "refused.txt").write_text("not a dump\n")
+    inputs += [str(work / "session<b>.txt"), str(work / "refused.txt")]
+
+    rows = json.loads(run(TRIAGE, "--json", *inputs).stdout)
+    page = work / "page.html"
+    made = run(TRIAGE, "--html", str(page), *inputs)
+    check("--html prints nothing and fails as --json does", made.stdout == "" and made.returncode == 1)
+    check("the refused input is named on stderr", "refused.txt" in made.stderr)
+
+    chromium = [CHROMIUM, "--headless", "--disable-gpu", "--no-sandbox",
+                f"--user-data-dir={work / 'profile'}", "--virtual-time-budget=10000"]
+    url = page.as_uri() + "#detail=0"
+    dom = run(*chromium, "--dump-dom", url).stdout
+    run(*chromium, f"--screenshot={SCREENSHOT}", "--window-size=1400,1800", url)
+
+    tables = Tables()
+    tables.feed(dom)
+    check("data-ready is set", re.search(r'<body[^>]* data-ready="[0-9.]+"', dom))
+    table = [row for row in tables.rows["rows"] if row]
+    check("the table is --json's rows", table == [
+        [text(row[key]) for key in ("source", "entry", "stream", "component", "inputSource",
+                                    "tunnel", "finding", "owner", "complete", "recordTime")]
+        for row in rows])
+    owners = collections.Counter(row["owner"] for row in rows)
+    check("the owner counts are --json's",
+          {owner: int(count) for _, owner, count in tables.rows["owner-counts"]} == owners)
+    check("the refused input is listed with its reason",
+          [row[0] for row in tables.rows["refused"] if row] == [str(work / "refused.txt")])
+    canvases = re.findall(r"<canvas[^>]*>", dom)
+    check("fleet and history charts are there", len(canvases) >= 3 + 4 * 4)
+    check("every chart drew", all('data-drawn="true"' in canvas for canvas in canvases))
+    detail = re.search(r'<div id="detail">(.*?)</table>', dom, re.S)
+    check("#detail=0 opens the first stream's analysis and counters",
+          detail and "decisive" in detail.group(1) and "passed" in detail.group(1))
+    for hostile in HOSTILE.values():
+        check(f"{hostile} shows as text", html.escape(hostile, quote=False) in dom)
+    check("no markup was injected",
+          "<img" not in dom and "<b>" not in dom and dom.count("<script") == 3)
+    check("no script ran", "<title>c2info triage</title>" in dom)
+
+    shutil.rmtree(work)
+    for failure in failures:
+        print(f"FAILED: {failure}")
+    sys.exit(1 if failures else 0)
+
+
+if __name__ == "__main__":
+    main()
