@@ -61,7 +61,8 @@ const char* markName(MarkKind kind) {
     return "";
 }
 
-// Nothing in the data may end its script element or be read as markup.
+// Nothing in the data may end its script element or be read as markup;
+// U+2028 and U+2029 end a line in older script parsers.
 std::string escapedForScript(const std::string& json) {
     std::string out;
     out.reserve(json.size() + json.size() / 16);
@@ -73,9 +74,11 @@ std::string escapedForScript(const std::string& json) {
             out += "\\u003e";
         } else if (c == '&') {
             out += "\\u0026";
-        } else if (c == '\xe2' && json.compare(i + 1, 1, "\x80") == 0 && i + 2 < json.size() &&
-                   (json[i + 2] == '\xa8' || json[i + 2] == '\xa9')) {
-            out += json[i + 2] == '\xa8' ? "\\u2028" : "\\u2029";
+        } else if (c == '\xe2' && json.compare(i, 3, "\xe2\x80\xa8") == 0) {
+            out += "\\u2028";
+            i += 2;
+        } else if (c == '\xe2' && json.compare(i, 3, "\xe2\x80\xa9") == 0) {
+            out += "\\u2029";
             i += 2;
         } else {
             out += c;
