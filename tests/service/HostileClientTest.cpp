@@ -388,6 +388,11 @@ TEST_F(HostileClientTest, OutputThatCannotBeStagedStillReachesTheRequester) {
     // One descriptor allowed, taken by standard input: poll() still works.
     ASSERT_NE(fcntl(0, F_GETFD), -1);
     runDebug(*mService, {"--enable"});
+    // The monitor running before descriptors run out: the sanitizers read
+    // /proc to check a thread's start.
+    while (runDebug(*mService, {"--dump"}).find("GetDebugInfo: 0,") != std::string::npos) {
+        std::this_thread::yield();
+    }
     rlimit one{1, saved.rlim_max};
     setrlimit(RLIMIT_NOFILE, &one);
     mService->debug(hidl_handle(handle), {"--disable"});
