@@ -66,24 +66,28 @@ const char* markName(MarkKind kind) {
 std::string escapedForScript(const std::string& json) {
     std::string out;
     out.reserve(json.size() + json.size() / 16);
-    for (size_t i = 0; i < json.size(); ++i) {
-        char c = json[i];
-        if (c == '<') {
+    size_t done = 0;
+    for (size_t at = json.find_first_of("<>&\xe2"); at != std::string::npos;
+         at = json.find_first_of("<>&\xe2", done)) {
+        out.append(json, done, at - done);
+        done = at + 1;
+        if (json[at] == '<') {
             out += "\\u003c";
-        } else if (c == '>') {
+        } else if (json[at] == '>') {
             out += "\\u003e";
-        } else if (c == '&') {
+        } else if (json[at] == '&') {
             out += "\\u0026";
-        } else if (c == '\xe2' && json.compare(i, 3, "\xe2\x80\xa8") == 0) {
+        } else if (json.compare(at, 3, "\xe2\x80\xa8") == 0) {
             out += "\\u2028";
-            i += 2;
-        } else if (c == '\xe2' && json.compare(i, 3, "\xe2\x80\xa9") == 0) {
+            done = at + 3;
+        } else if (json.compare(at, 3, "\xe2\x80\xa9") == 0) {
             out += "\\u2029";
-            i += 2;
+            done = at + 3;
         } else {
-            out += c;
+            out += json[at];
         }
     }
+    out.append(json, done, std::string::npos);
     return out;
 }
 
@@ -194,14 +198,27 @@ bool HtmlPage::write(FILE* out) const {
     for (auto& [column, value] : fields.items()) {
         if (column != "source" && column != "entry") columns.push_back(column);
     }
-    nlohmann::ordered_json data = {
-            {"texts", mTexts},        {"columns", columns}, {"textColumns", kTextColumns},
-            {"counters", kCounters},  {"inputs", mInputs},  {"rows", mRows},
-            {"histories", mHistories}};
-    std::string json =
-            escapedForScript(data.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    // Member by member, so that the rows are not copied into one document.
+    const std::pair<const char*, nlohmann::json> small[] = {
+            {"columns", columns}, {"textColumns", kTextColumns}, {"counters", kCounters}};
+    const std::pair<const char*, const nlohmann::json*> members[] = {
+            {"texts", &mTexts},
+            {"columns", &small[0].second},
+            {"textColumns", &small[1].second},
+            {"counters", &small[2].second},
+            {"inputs", &mInputs},
+            {"rows", &mRows},
+            {"histories", &mHistories}};
     fputs(kPageBeforeData, out);
-    fwrite(json.data(), 1, json.size(), out);
+    const char* separator = "{";
+    for (const auto& [name, value] : members) {
+        std::string json = escapedForScript(
+                value->dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+        fprintf(out, "%s\"%s\":", separator, name);
+        fwrite(json.data(), 1, json.size(), out);
+        separator = ",";
+    }
+    fputs("}", out);
     fputs(kPageAfterData, out);
     return fflush(out) == 0 && ferror(out) == 0;
 }
