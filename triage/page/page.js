@@ -371,7 +371,7 @@ function drawHistory() {
     const end = Math.max(...streams.map((s) => s.ms[s.ms.length - 1]));
     const axis = {type: 'linear', min: 0, max: Math.max(1, Math.ceil((end - start) / 1000))};
     for (const stream of streams) {
-      const box = el('div', undefined, 'stream');
+      const box = el('div', undefined, 'recorded');
       box.append(el('h4', `strId(${stream.stream}) ${stream.component}`));
       section.append(box);
       const seconds = stream.ms.map((ms) => (ms - start) / 1000);
