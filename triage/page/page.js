@@ -15,11 +15,11 @@ const MARK_COLOURS = {appear: '#1a7f37', disappear: '#57606a', resize: '#8250df'
 const VALUE_AXIS_WIDTH = 64;
 
 // A row is [input, ...data.columns, analysis lines, record, change].
-const column = Object.fromEntries(data.columns.map((name, i) => [name, i + 1]));
+const column = new Map(data.columns.map((name, i) => [name, i + 1]));
 const LINES = data.columns.length + 1;
 const RECORD = LINES + 1;
 const CHANGE = LINES + 2;
-const counter = Object.fromEntries(data.counters.map((name, i) => [name, i]));
+const counter = new Map(data.counters.map((name, i) => [name, i]));
 
 Chart.defaults.animation = false;
 Chart.defaults.maintainAspectRatio = false;
@@ -74,7 +74,7 @@ function ownerColour(owner) {
 }
 
 function cell(row, name) {
-  const value = row[column[name]];
+  const value = row[column.get(name)];
   return data.textColumns.includes(name) ? texts[value] : value;
 }
 
@@ -249,7 +249,7 @@ function countersTable(record, change) {
     tr.append(el('td', name), el('td', now), el('td', diff === undefined ? '' : signed(diff)));
     tableEl.append(tr);
   };
-  const of = (values, name) => (values ? values[counter[name]] : undefined);
+  const of = (values, name) => (values ? values[counter.get(name)] : undefined);
   const sideBand = of(record, 'sideBand');
   for (const name of data.counters) {
     if (name === 'sideBand' || (!sideBand && SIDEBAND_COUNTERS.includes(name))) continue;
@@ -309,7 +309,7 @@ function lineChart(parent, title, seconds, stream, series, axis, marks) {
       parsing: false,
       normalized: true,
       interaction: {mode: 'nearest', axis: 'x', intersect: false},
-      scales: {x: {...axis}, y: {beginAtZero: true, title: {display: true, text: title}, afterFit: fixedWidth}},
+      scales: {x: Object.assign({}, axis), y: {beginAtZero: true, title: {display: true, text: title}, afterFit: fixedWidth}},
       plugins: {legend: {align: 'start', labels: {boxWidth: 12}}, marks: {list: marks, labels: title === 'fps'}},
     },
   });
@@ -339,7 +339,7 @@ function verdictBand(parent, seconds, stream, axis) {
     },
     options: {
       indexAxis: 'y',
-      scales: {x: {...axis, title: {display: true, text: 'seconds'}}, y: {afterFit: fixedWidth}},
+      scales: {x: Object.assign({title: {display: true, text: 'seconds'}}, axis), y: {afterFit: fixedWidth}},
       plugins: {
         legend: {display: false},
         tooltip: {callbacks: {label: (item) => `${runs[item.dataIndex].owner}: ${runs[item.dataIndex].finding}`}},
