@@ -49,6 +49,13 @@ nlohmann::json countersOf(const Counts& c) {
             c.pendingRender};
 }
 
+// The history's counts a second, from each point's change.
+const std::pair<const char*, int32_t _DiffInfo::*> kPerSecond[] = {
+        {"inputLate", &_DiffInfo::inputLate}, {"decodeLate", &_DiffInfo::decodeLate},
+        {"fbLate", &_DiffInfo::fbLate},       {"drop", &_DiffInfo::drop},
+        {"skip", &_DiffInfo::skip},           {"queueCnt", &_DiffInfo::queueCnt},
+        {"flipCnt", &_DiffInfo::flipCnt}};
+
 const char* markName(MarkKind kind) {
     switch (kind) {
         case MarkKind::kAppear:
@@ -140,20 +147,15 @@ void HtmlPage::add(const Outcome& outcome) {
     }
 }
 
-// Column by column, on seconds from the input's first point; per-second
-// values from each point's change, null where the stream was not seen the
-// second before.
+// Column by column on the record times (the page counts seconds from the
+// input's first record); counts a second from each point's change, null
+// where the stream was not seen the record before.
 nlohmann::json HtmlPage::historyOf(size_t input, const StreamHistory& stream) {
     nlohmann::json series = nlohmann::json::object();
     nlohmann::json t = nlohmann::json::array(), owners = nlohmann::json::array(),
                    findings = nlohmann::json::array();
     auto level = [&](const char* name, nlohmann::json value) {
         series[name].push_back(std::move(value));
-    };
-    auto perSecond = [&](const char* name, const std::optional<_DiffInfo>& change, double delta) {
-        bool known = change && change->diffNs > 0;
-        series[name].push_back(known ? nlohmann::json(rounded(delta * 1e9 / change->diffNs))
-                                     : nlohmann::json());
     };
     bool sideBand = false;
     for (const HistoryPoint& point : stream.points) {
@@ -169,13 +171,11 @@ nlohmann::json HtmlPage::historyOf(size_t input, const StreamHistory& stream) {
         level("pendingFB", r.pendingFB);
         level("pendingVDEC", int64_t{r.pop} - r.skip - r.get);
         level("pendingRender", r.pendingRender);
-        perSecond("inputLate", c, c ? c->inputLate : 0);
-        perSecond("decodeLate", c, c ? c->decodeLate : 0);
-        perSecond("fbLate", c, c ? c->fbLate : 0);
-        perSecond("drop", c, c ? c->drop : 0);
-        perSecond("skip", c, c ? c->skip : 0);
-        perSecond("queueCnt", c, c ? c->queueCnt : 0);
-        perSecond("flipCnt", c, c ? c->flipCnt : 0);
+        for (const auto& [name, member] : kPerSecond) {
+            bool known = c && c->diffNs > 0;
+            level(name, known ? nlohmann::json(rounded((*c).*member * 1e9 / c->diffNs))
+                              : nlohmann::json());
+        }
     }
     nlohmann::json marks = nlohmann::json::array();
     for (const HistoryMark& mark : stream.marks) {
