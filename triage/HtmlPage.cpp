@@ -135,13 +135,6 @@ void HtmlPage::add(const Outcome& outcome) {
         row.push_back(stream.lastChange ? countersOf(*stream.lastChange) : nlohmann::json());
         mRows.push_back(std::move(row));
     }
-    // One dump holds two generations a second apart; a story takes a
-    // recording of more.
-    bool recorded = false;
-    for (const StreamHistory& stream : outcome.history.streams) {
-        recorded |= stream.points.size() > 2;
-    }
-    if (!recorded) return;
     for (const StreamHistory& stream : outcome.history.streams) {
         mHistories.push_back(historyOf(input, stream));
     }

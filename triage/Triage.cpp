@@ -147,7 +147,9 @@ Outcome triageText(std::string path, std::string entry, std::string_view text,
         }
         outcome.streams.push_back(std::move(result));
     }
-    if (withHistory) outcome.history = buildHistory(dump);
+    // A bugreport's default dump is two passes a second apart; a story
+    // takes a recording of more.
+    if (withHistory && dump.passes.size() > 2) outcome.history = buildHistory(dump);
     return outcome;
 }
 

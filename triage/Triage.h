@@ -35,7 +35,8 @@ struct Outcome {
     // The header, the records used, what was dropped, then the analysis.
     std::string report;
     std::vector<StreamResult> streams;
-    // Every stream's story when asked for, from every dump in the text.
+    // Every stream's story when asked for and the text is a recording
+    // (more passes than a default dump's two), from every dump in it.
     History history;
 };
 
