@@ -3,10 +3,12 @@
 #include <android/log.h>
 #include <cutils/properties.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
@@ -24,7 +26,8 @@ constexpr int kUsageError = 2;
 
 void usage() {
     printf(R"(usage: c2info-sim [--scenario FILE] [--verbose]
-                  [--console | -- WORDS... | --bugreport FILE.zip [--main-text-mb N]]
+                  [--console | -- WORDS... | --bugreport FILE.zip [--main-text-mb N] |
+                   --session FILE]
 
 Runs a simulated codec process: one decoder component per stream of a
 scenario, each registering its stream and callables with the c2info service,
@@ -49,7 +52,10 @@ and an application that follows the streams and prints what it hears.
                    that `adb bugreport` would: the service's default dump as
                    lshal-debug/<instance>.txt, a main text of about N MB of
                    log (--main-text-mb, default 2) and another HAL's entry
-  (neither)        a show of about ten seconds, each phase announced on stderr
+  --session FILE   write what an engineer's loop at a TV records: --enable,
+                   then a --dump each second for the scenario's seconds (it
+                   takes that long); c2info-triage --html draws its history
+  (none of these)  a show of about ten seconds, each phase announced on stderr
 
 lshal debug words: --help, --enable, --disable, --dump, --owner,
 --reloadProp, --c2dump STREAMID 0|1, --reset, and --COMPONENT state for the
@@ -73,6 +79,7 @@ struct Options {
     std::optional<std::vector<std::string>> words;
     std::optional<std::string> bugreport;
     size_t mainTextMb = 2;
+    std::optional<std::string> session;
 };
 
 // Null with a message on stderr when the arguments are wrong.
@@ -88,6 +95,8 @@ std::optional<Options> parseOptions(int argc, char** argv) {
             options.verbose = true;
         } else if (argument == "--bugreport" && i + 1 < argc) {
             options.bugreport = argv[++i];
+        } else if (argument == "--session" && i + 1 < argc) {
+            options.session = argv[++i];
         } else if (argument == "--main-text-mb" && i + 1 < argc) {
             char* end = nullptr;
             long megabytes = strtol(argv[++i], &end, 10);
@@ -104,11 +113,12 @@ std::optional<Options> parseOptions(int argc, char** argv) {
             return std::nullopt;
         }
     }
-    if (int(options.console) + int(options.words.has_value()) + int(options.bugreport.has_value()) >
+    if (int(options.console) + int(options.words.has_value()) + int(options.bugreport.has_value()) +
+                int(options.session.has_value()) >
         1) {
         sim::announce(
-                "c2info-sim: --console, -- WORDS and --bugreport exclude each other (see "
-                "--help)");
+                "c2info-sim: --console, -- WORDS, --bugreport and --session exclude each other "
+                "(see --help)");
         return std::nullopt;
     }
     return options;
@@ -122,6 +132,34 @@ int writeBugreport(sim::Simulation& simulation, const std::string& path, size_t 
     std::string error;
     if (!sim::writeBugreport(path, dump, simulation.scenario().name, mainTextMb << 20, &error)) {
         sim::announce("c2info-sim: %s", error.c_str());
+        return 1;
+    }
+    sim::announce("c2info-sim: wrote %s", path.c_str());
+    return 0;
+}
+
+// As `lshal debug ... --enable` and then `while sleep 1; do lshal debug ...
+// --dump; done` would record it, each dump written as it comes.
+int writeSession(sim::Simulation& simulation, const std::string& path) {
+    std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "we"), fclose);
+    if (!file) {
+        sim::announce("c2info-sim: %s: %s", path.c_str(), strerror(errno));
+        return 1;
+    }
+    auto write = [&](const std::string& text) {
+        return fwrite(text.data(), 1, text.size(), file.get()) == text.size() &&
+               fflush(file.get()) == 0;
+    };
+    bool written = write(simulation.debugText({"--enable"}));
+    auto next = std::chrono::steady_clock::now();
+    auto dumps = static_cast<int>(simulation.scenario().seconds);
+    for (int second = 0; written && second < dumps; ++second) {
+        next += std::chrono::seconds(1);
+        std::this_thread::sleep_until(next);
+        written = write(simulation.debugText({"--dump"}));
+    }
+    if (!written || fclose(file.release()) != 0) {
+        sim::announce("c2info-sim: %s: %s", path.c_str(), strerror(errno));
         return 1;
     }
     sim::announce("c2info-sim: wrote %s", path.c_str());
@@ -151,6 +189,7 @@ int run(const Options& options) {
     }
     if (options.bugreport)
         return writeBugreport(simulation, *options.bugreport, options.mainTextMb);
+    if (options.session) return writeSession(simulation, *options.session);
     return options.console ? sim::runConsole(simulation) : sim::runShow(simulation);
 }
 

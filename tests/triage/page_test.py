@@ -74,8 +74,12 @@ def main():
         report = work / scenario.replace(".json", ".zip")
         run(SIM, "--scenario", f"{SCENARIOS}/{scenario}", "--bugreport", str(report))
         inputs.append(str(report))
-    # A session of a few dumps a second apart, its component names hostile.
-    session = run(SIM, "--console", stdin="--enable\n" + "sleep 1\n--dump\n" * 4).stdout
+    # A session of four dumps a second apart, its component names hostile.
+    scenario = json.loads(Path(f"{SCENARIOS}/default.json").read_text())
+    scenario["seconds"] = 4
+    (work / "short.json").write_text(json.dumps(scenario))
+    run(SIM, "--scenario", str(work / "short.json"), "--session", str(work / "session.txt"))
+    session = (work / "session.txt").read_text()
     for name, hostile in HOSTILE.items():
         session = session.replace(name, hostile)
     (work / "session<b>.txt").write_text(session)
