@@ -93,12 +93,16 @@ function signed(n) {
 
 // ---- the fleet ----
 
+function counted(count, noun) {
+  return `${count} ${noun}${count === 1 ? '' : 's'}`;
+}
+
 function drawInputs() {
   const refused = data.inputs.filter(([, , error]) => error);
   const read = data.inputs.filter(([, , error]) => !error);
   document.getElementById('summary').textContent =
-      `${data.inputs.length} inputs: ${read.length} read, ${refused.length} refused; ` +
-      `${data.rows.length} streams judged`;
+      `${counted(data.inputs.length, 'input')}: ${read.length} read, ` +
+      `${refused.length} refused; ${counted(data.rows.length, 'stream')} judged`;
   const body = document.querySelector('#refused tbody');
   for (const [source, entry, error] of refused) {
     const tr = el('tr');
@@ -107,7 +111,7 @@ function drawInputs() {
   }
   document.getElementById('refused').hidden = refused.length === 0;
   const details = document.getElementById('read');
-  details.querySelector('summary').textContent = `${read.length} inputs read`;
+  details.querySelector('summary').textContent = `${counted(read.length, 'input')} read`;
   // Thousands of names are listed only when asked for.
   details.addEventListener('toggle', () => {
     const list = details.querySelector('ol');
