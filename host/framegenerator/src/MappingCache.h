@@ -14,8 +14,8 @@
 // access and the range; the least recently used go once there are more
 // than kCapacity or together they span more than kByteBudget (on 32-bit
 // ARM, a few large frames would otherwise pin the address space); a range
-// larger than the budget is mapped for its call only. A kept mapping also keeps its memory alive after the
-// client frees the buffer, until it is evicted or the cache goes.
+// larger than the budget is mapped for its call only. A kept mapping also keeps its memory alive
+// after the client frees the buffer, until it is evicted or the cache goes.
 #pragma once
 
 #include <cutils/native_handle.h>
