@@ -339,10 +339,26 @@ TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.out.find("== good.txt\n"), std::string::npos) << result.out;
     EXPECT_EQ(result.err, c2info_test::slurp(C2INFO_TRIAGE_GOLDEN));
-    EXPECT_EQ(run(std::string(C2INFO_TRIAGE) + " --xml good.txt").status, 2);
-    EXPECT_EQ(run(std::string(C2INFO_TRIAGE) + " --csv good.txt").out,
-              "source,entry,stream,component,inputSource,tunnel,finding,owner,complete,recordTime\n"
-              "good.txt,,,,0,false,No any C2 component created,APK owner,true,\n");
+    // Bad command lines are usage errors; a page that cannot be written fails the run.
+    for (const auto& [command, status] :
+         std::vector<std::pair<const char*, int>>{{" --xml good.txt", 2},
+                                                  {" good.txt --html", 2},
+                                                  {" --jobs 2x good.txt", 2},
+                                                  {" --html page.html good.txt", 0},
+                                                  {" --html /dev/full good.txt", 1},
+                                                  {" --html missing/page.html good.txt", 1}}) {
+        EXPECT_EQ(run(C2INFO_TRIAGE + std::string(command)).status, status) << command;
+    }
+    // A directory stands for its .zip and .txt files below it, in sorted order.
+    std::filesystem::create_directories(path("fleet/deeper"));
+    for (const char* name : {"fleet/deeper/a.txt", "fleet/b.log", "fleet/c.txt"}) {
+        std::filesystem::copy_file(path("good.txt"), path(name));
+    }
+    const std::string header =
+            "source,entry,stream,component,inputSource,tunnel,finding,owner,complete,recordTime\n";
+    const std::string judged = ",,,,0,false,No any C2 component created,APK owner,true,\n";
+    EXPECT_EQ(run(std::string(C2INFO_TRIAGE) + " --csv fleet").out,
+              header + "fleet/c.txt" + judged + "fleet/deeper/a.txt" + judged);
 }
 
 }  // namespace
