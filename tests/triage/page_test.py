@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """c2info-triage --html opened in headless Chromium: the rendered page says what
---json says, draws every chart, opens a detail from its URL, and shows hostile
-names as text with nothing run.
+--json says, draws every chart, opens a detail from its URL, shows the recorded
+session's history, and shows hostile names as text with nothing run.
 
 usage: page_test.py C2INFO_SIM C2INFO_TRIAGE CHROMIUM SCENARIOS_DIR SCREENSHOT.png
 """
@@ -102,10 +102,13 @@ def main():
     tables.feed(dom)
     check("data-ready is set", re.search(r'<body[^>]* data-ready="[0-9.]+"', dom))
     table = [row for row in tables.rows["rows"] if row]
-    check("the table is --json's rows", table == [
-        [text(row[key]) for key in ("source", "entry", "stream", "component", "inputSource",
-                                    "tunnel", "finding", "owner", "complete", "recordTime")]
-        for row in rows])
+    columns = ["source", "entry", "stream", "component", "inputSource", "tunnel", "finding", "owner",
+               "complete", "recordTime"]
+    headers = re.search(r'<table id="rows"><thead><tr>(.*?)</tr>', dom)
+    check("the table's headers are --json's keys",
+          headers and re.findall(r"<th[^>]*>(.*?)</th>", headers.group(1)) == columns)
+    check("the table is --json's rows",
+          table == [[text(row[key]) for key in columns] for row in rows])
     owners = collections.Counter(row["owner"] for row in rows)
     check("the owner counts are --json's",
           {owner: int(count) for _, owner, count in tables.rows["owner-counts"]} == owners)
@@ -118,7 +121,12 @@ def main():
     check("every chart drew", all('data-drawn="true"' in canvas for canvas in canvases))
     detail = re.search(r'<div id="detail">(.*?)</table>', dom, re.S)
     check("#detail=0 opens the first stream's analysis and counters, SideBand's included",
-          detail and all(word in detail.group(1) for word in ("decisive", "passed", "queueCnt")))
+          detail and all(word in detail.group(1) for word in ("decisive", "passed", "queueCnt"))
+          and detail.group(1).count("pendingVDEC") == 1)
+    history = re.search(r'<section id="history"([^>]*)>(.*?)</section>', dom, re.S)
+    check("the history shows, each band's legend naming the session's last owners",
+          history and "hidden" not in history.group(1) and all(
+              row["owner"] in history.group(2) for row in rows if row["source"].endswith(".txt")))
     for hostile in HOSTILE.values():
         check(f"{hostile} shows as text", html.escape(hostile, quote=False) in dom)
     check("no markup was injected",
