@@ -84,7 +84,8 @@ def main():
         session = session.replace(name, hostile)
     (work / "session<b>.txt").write_text(session)
     (work / "refused.txt").write_text("not a dump\n")
-    inputs += [str(work / "session<b>.txt"), str(work / "refused.txt")]
+    recorded = str(work / "session<b>.txt")
+    inputs += [recorded, str(work / "refused.txt")]
 
     rows = json.loads(run(TRIAGE, "--json", *inputs).stdout)
     page = work / "page.html"
@@ -102,8 +103,7 @@ def main():
     tables.feed(dom)
     check("data-ready is set", re.search(r'<body[^>]* data-ready="[0-9.]+"', dom))
     table = [row for row in tables.rows["rows"] if row]
-    columns = ["source", "entry", "stream", "component", "inputSource", "tunnel", "finding", "owner",
-               "complete", "recordTime"]
+    columns = list(rows[0])
     headers = re.search(r'<table id="rows"><thead><tr>(.*?)</tr>', dom)
     check("the table's headers are --json's keys",
           headers and re.findall(r"<th[^>]*>(.*?)</th>", headers.group(1)) == columns)
@@ -126,7 +126,7 @@ def main():
     history = re.search(r'<section id="history"([^>]*)>(.*?)</section>', dom, re.S)
     check("the history shows, each band's legend naming the session's last owners",
           history and "hidden" not in history.group(1) and all(
-              row["owner"] in history.group(2) for row in rows if row["source"].endswith(".txt")))
+              row["owner"] in history.group(2) for row in rows if row["source"] == recorded))
     for hostile in HOSTILE.values():
         check(f"{hostile} shows as text", html.escape(hostile, quote=False) in dom)
     check("no markup was injected",
