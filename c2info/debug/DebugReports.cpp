@@ -6,6 +6,7 @@
 #include <Codec2InfoService.h>
 #include <stdio.h>
 
+#include <iterator>
 #include <string>
 #include <type_traits>
 
@@ -29,11 +30,6 @@ T wrappingDiff(T newer, T older) {
             static_cast<Unsigned>(static_cast<Unsigned>(newer) - static_cast<Unsigned>(older)));
 }
 
-// The decoders still in a component's hands: popped, neither skipped nor got.
-int32_t decoderPending(int32_t pop, int32_t skip, int32_t get) {
-    return wrappingDiff(wrappingDiff(pop, skip), get);
-}
-
 void printSectionLine(int fd, const char* text, int fill) {
     dprintf(fd, "%s%s\n", text, std::string(fill, '=').c_str());
 }
@@ -53,27 +49,42 @@ const char* kClockLine =
         "  usingClock(%s) clockTime_using(%llu) clockTime_internal(%llu) "
         "clockTime_videoSync(%llu)\n";
 
-// The decoder component that serves an input source.
-const char* decoderName(uint8_t inputSource) {
-    switch (inputSource) {
-        case 0:
-            return "VCodecHdmi";
-        case 1:
-            return "VCodecVga";
-        case 2:
-            return "VCodecAtv";
-        case 3:
-            return "VCodecComponent";
-        case 4:
-            return "VCodecComposite";
-        case 7:
-            return "VCodecImage";
-        default:
-            return "VCodecVideo";
-    }
+struct InputSource {
+    const char* name;
+    const char* decoder;
+};
+
+// By the source's number; file and stream playback share one decoder.
+constexpr InputSource kInputSources[] = {
+        {"HDMI", "VCodecHdmi"},
+        {"VGA", "VCodecVga"},
+        {"ATV", "VCodecAtv"},
+        {"component", "VCodecComponent"},
+        {"composite", "VCodecComposite"},
+        {"video", "VCodecVideo"},
+        {"video", "VCodecVideo"},
+        {"image", "VCodecImage"},
+};
+constexpr InputSource kUnknownInputSource{"unknown", "VCodecVideo"};
+
+const InputSource& inputSourceOf(uint8_t inputSource) {
+    return inputSource < std::size(kInputSources) ? kInputSources[inputSource]
+                                                  : kUnknownInputSource;
 }
 
 }  // namespace
+
+int32_t decoderPending(int32_t pop, int32_t skip, int32_t get) {
+    return wrappingDiff(wrappingDiff(pop, skip), get);
+}
+
+const char* inputSourceName(uint8_t inputSource) {
+    return inputSourceOf(inputSource).name;
+}
+
+const char* decoderName(uint8_t inputSource) {
+    return inputSourceOf(inputSource).decoder;
+}
 
 void printSnapshot(int fd, uint32_t streamId, const _DebugDescription& d) {
     printEqualsLine(fd);
