@@ -30,7 +30,7 @@ void BM_Json(benchmark::State& state) {
         auto out = nowhere();
         triage::triageInputs(gInputs, kJobs, false, [&](triage::Outcome&& outcome) {
             for (const triage::StreamResult& stream : outcome.streams) {
-                fputs(triage::streamRow(outcome, stream).dump().c_str(), out.get());
+                fputs(triage::jsonRow(outcome, stream).dump().c_str(), out.get());
             }
         });
     }

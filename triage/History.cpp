@@ -7,9 +7,9 @@
 
 namespace triage {
 
+using ::vendor::larkspan::hardware::c2::info::implementation::analyseOwner;
 using ::vendor::larkspan::hardware::c2::info::implementation::fillDebugDiff;
 using ::vendor::larkspan::hardware::c2::info::implementation::OwnerRecord;
-using ::vendor::larkspan::hardware::c2::info::implementation::writeOwnerAnalysis;
 
 namespace {
 
@@ -68,10 +68,12 @@ public:
 
 private:
     // As --owner would have judged the stream at that moment.
-    OwnerVerdict judge(const Snapshot& snapshot, const _DiffInfo* printed) {
-        std::string text;
-        OwnerRecord record{snapshot.streamId, &snapshot.record, false, printed};
-        return writeOwnerAnalysis(&text, 0, 0, {record}).front();
+    // A point keeps the verdict without its lines, which a long session
+    // would otherwise hold thousands of times over.
+    static OwnerVerdict judge(const Snapshot& snapshot, const _DiffInfo* printed) {
+        OwnerVerdict verdict = analyseOwner({snapshot.streamId, &snapshot.record, false, printed});
+        verdict.lines.clear();
+        return verdict;
     }
 
     StreamHistory mHistory;

@@ -1,5 +1,6 @@
 #include "HtmlPage.h"
 
+#include <DebugReports.h>
 #include <PageAssets.h>
 
 #include <algorithm>
@@ -11,42 +12,87 @@ namespace triage {
 
 namespace {
 
-// The row's columns whose texts go into the table of repeated texts.
-const char* const kTextColumns[] = {"component", "finding", "owner"};
-
-// The record's counters shown beside their change over the last second, in
-// the order of countersOf(); the record also says whether it is SideBand.
-const char* const kCounters[] = {"decode",   "input",    "push",          "pop",       "skip",
-                                 "queue",    "get",      "drop",          "inputLate", "decodeLate",
-                                 "fbLate",   "inputFps", "decodeFps",     "pendingES", "pendingFB",
-                                 "queueCnt", "flipCnt",  "pendingRender", "sideBand"};
+using ::vendor::larkspan::hardware::c2::info::implementation::decoderPending;
+using ::vendor::larkspan::hardware::c2::info::implementation::inputSourceName;
+using ::vendor::larkspan::hardware::c2::info::implementation::OwnerLine;
+using ::vendor::larkspan::hardware::c2::info::implementation::OwnerLineKind;
 
 // Two decimals are all a person reads off a rate, and keep the data small.
 double rounded(double value) {
     return std::round(value * 100) / 100;
 }
 
-// A record and a difference name these members alike.
+struct Counter {
+    const char* name;
+    const char* label;
+    bool sideBandOnly;
+};
+
+// The counters a detail shows beside their change over the last second, in
+// order; a record and a difference name these members alike, and pending
+// VDEC is derived as the difference block derives it.
+template <typename Counts, typename Visit>
+void visitCounters(const Counts& c, Visit visit) {
+    visit(Counter{"decode", "decode", false}, c.decode);
+    visit(Counter{"input", "input", false}, c.input);
+    visit(Counter{"push", "push", false}, c.push);
+    visit(Counter{"pop", "pop", false}, c.pop);
+    visit(Counter{"skip", "skip", false}, c.skip);
+    visit(Counter{"queue", "queue", false}, c.queue);
+    visit(Counter{"get", "get", false}, c.get);
+    visit(Counter{"drop", "drop", false}, c.drop);
+    visit(Counter{"inputLate", "inputLate", false}, c.inputLate);
+    visit(Counter{"decodeLate", "decodeLate", false}, c.decodeLate);
+    visit(Counter{"fbLate", "fbLate", false}, c.fbLate);
+    visit(Counter{"inputFps", "inputFps", false}, rounded(c.inputFps));
+    visit(Counter{"decodeFps", "decodeFps", false}, rounded(c.decodeFps));
+    visit(Counter{"pendingES", "pendingES", false}, c.pendingES);
+    visit(Counter{"pendingFB", "pendingFB", false}, c.pendingFB);
+    visit(Counter{"pendingVDEC", "pendingVDEC (pop - skip - get)", false},
+          decoderPending(c.pop, c.skip, c.get));
+    visit(Counter{"queueCnt", "queueCnt", true}, c.queueCnt);
+    visit(Counter{"flipCnt", "flipCnt", true}, c.flipCnt);
+    visit(Counter{"pendingRender", "pendingRender", true}, c.pendingRender);
+}
+
+// The values in the order of visitCounters(); null where the stream has
+// no such counter.
 template <typename Counts>
-nlohmann::json countersOf(const Counts& c) {
-    return {c.decode,
-            c.input,
-            c.push,
-            c.pop,
-            c.skip,
-            c.queue,
-            c.get,
-            c.drop,
-            c.inputLate,
-            c.decodeLate,
-            c.fbLate,
-            rounded(c.inputFps),
-            rounded(c.decodeFps),
-            c.pendingES,
-            c.pendingFB,
-            c.queueCnt,
-            c.flipCnt,
-            c.pendingRender};
+nlohmann::json countersOf(const Counts& c, bool sideBand) {
+    nlohmann::json values = nlohmann::json::array();
+    visitCounters(c, [&](const Counter& counter, auto value) {
+        values.push_back(counter.sideBandOnly && !sideBand ? nlohmann::json()
+                                                           : nlohmann::json(value));
+    });
+    return values;
+}
+
+nlohmann::json counterNames() {
+    nlohmann::json names = nlohmann::json::array();
+    visitCounters(_DiffInfo{}, [&](const Counter& counter, auto) {
+        names.push_back({counter.name, counter.label});
+    });
+    return names;
+}
+
+const char* lineKindName(OwnerLineKind kind) {
+    switch (kind) {
+        case OwnerLineKind::kStreamHeader:
+            return "streamHeader";
+        case OwnerLineKind::kPassed:
+            return "passed";
+        case OwnerLineKind::kFinding:
+            return "finding";
+        case OwnerLineKind::kNote:
+            return "note";
+        case OwnerLineKind::kDispatch:
+            return "dispatch";
+        case OwnerLineKind::kUndecidable:
+            return "undecidable";
+        case OwnerLineKind::kContinue:
+            return "continue";
+    }
+    return "";
 }
 
 // The history's counts a second, from each point's change.
@@ -106,33 +152,45 @@ size_t HtmlPage::textIndex(const std::string& text) {
     return it->second;
 }
 
+size_t HtmlPage::lineIndex(const OwnerLine& line) {
+    std::string key = line.text;
+    key += static_cast<char>('0' + static_cast<int>(line.kind));
+    key += line.assumed ? '+' : '-';
+    auto [it, added] = mLineIndex.try_emplace(std::move(key), mLines.size());
+    if (added) mLines.push_back({textIndex(line.text), lineKindName(line.kind), line.assumed});
+    return it->second;
+}
+
 void HtmlPage::add(const Outcome& outcome) {
     size_t input = mInputs.size();
-    mInputs.push_back({outcome.path, outcome.entry, outcome.error});
+    nlohmann::json inputValues = nlohmann::json::array();
+    for (const Column& column : kColumns) {
+        if (column.kind == ColumnKind::kInput)
+            inputValues.push_back(jsonOf(column.read(outcome, {})));
+    }
+    inputValues.push_back(outcome.error);
+    mInputs.push_back(std::move(inputValues));
     for (const StreamResult& stream : outcome.streams) {
         nlohmann::json row = nlohmann::json::array({input});
-        const nlohmann::ordered_json fields = streamRow(outcome, stream);
-        for (auto& [column, value] : fields.items()) {
-            if (column == "source" || column == "entry") continue;
-            bool repeated = std::find(std::begin(kTextColumns), std::end(kTextColumns), column) !=
-                            std::end(kTextColumns);
-            row.push_back(repeated ? nlohmann::json(textIndex(value)) : nlohmann::json(value));
+        for (const Column& column : kColumns) {
+            if (column.kind == ColumnKind::kInput) continue;
+            Cell cell = column.read(outcome, stream);
+            row.push_back(column.kind == ColumnKind::kText
+                                  ? nlohmann::json(textIndex(std::get<std::string>(cell)))
+                                  : jsonOf(cell));
         }
         nlohmann::json lines = nlohmann::json::array();
-        for (size_t begin = 0; begin < stream.analysis.size();) {
-            size_t end = stream.analysis.find('\n', begin);
-            if (end == std::string::npos) end = stream.analysis.size();
-            lines.push_back(textIndex(stream.analysis.substr(begin, end - begin)));
-            begin = end + 1;
-        }
+        for (const OwnerLine& line : stream.verdict.lines) lines.push_back(lineIndex(line));
         row.push_back(std::move(lines));
-        nlohmann::json record = nullptr;
-        if (stream.record) {
-            record = countersOf(*stream.record);
-            record.push_back(stream.record->sideBand != 0);
+        bool sideBand = stream.record && stream.record->sideBand != 0;
+        row.push_back(stream.record ? countersOf(*stream.record, sideBand) : nlohmann::json());
+        row.push_back(stream.lastChange ? countersOf(*stream.lastChange, sideBand)
+                                        : nlohmann::json());
+        if (stream.verdict.hasStream) {
+            int source = stream.verdict.inputSource;
+            mInputSourceNames[std::to_string(source)] =
+                    inputSourceName(static_cast<uint8_t>(source));
         }
-        row.push_back(std::move(record));
-        row.push_back(stream.lastChange ? countersOf(*stream.lastChange) : nlohmann::json());
         mRows.push_back(std::move(row));
     }
     for (const StreamHistory& stream : outcome.history.streams) {
@@ -162,7 +220,7 @@ nlohmann::json HtmlPage::historyOf(size_t input, const StreamHistory& stream) {
         level("inputFps", rounded(r.inputFps));
         level("pendingES", r.pendingES);
         level("pendingFB", r.pendingFB);
-        level("pendingVDEC", int64_t{r.pop} - r.skip - r.get);
+        level("pendingVDEC", decoderPending(r.pop, r.skip, r.get));
         level("pendingRender", r.pendingRender);
         for (const auto& [name, member] : kPerSecond) {
             bool known = c && c->diffNs > 0;
@@ -186,19 +244,23 @@ nlohmann::json HtmlPage::historyOf(size_t input, const StreamHistory& stream) {
 }
 
 bool HtmlPage::write(FILE* out) const {
-    nlohmann::json columns = nlohmann::json::array();
-    const nlohmann::ordered_json fields = streamRow({}, {});
-    for (auto& [column, value] : fields.items()) {
-        if (column != "source" && column != "entry") columns.push_back(column);
+    nlohmann::json columns = nlohmann::json::array(), inputColumns = nlohmann::json::array(),
+                   textColumns = nlohmann::json::array();
+    for (const Column& column : kColumns) {
+        columns.push_back(column.name);
+        if (column.kind == ColumnKind::kInput) inputColumns.push_back(column.name);
+        if (column.kind == ColumnKind::kText) textColumns.push_back(column.name);
     }
     // Member by member, so that the rows are not copied into one document.
-    const std::pair<const char*, nlohmann::json> small[] = {
-            {"columns", columns}, {"textColumns", kTextColumns}, {"counters", kCounters}};
+    const nlohmann::json counters = counterNames();
     const std::pair<const char*, const nlohmann::json*> members[] = {
             {"texts", &mTexts},
-            {"columns", &small[0].second},
-            {"textColumns", &small[1].second},
-            {"counters", &small[2].second},
+            {"lines", &mLines},
+            {"columns", &columns},
+            {"inputColumns", &inputColumns},
+            {"textColumns", &textColumns},
+            {"counters", &counters},
+            {"inputSourceNames", &mInputSourceNames},
             {"inputs", &mInputs},
             {"rows", &mRows},
             {"histories", &mHistories}};

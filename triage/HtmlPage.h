@@ -23,10 +23,17 @@ private:
     // Texts that repeat across rows and points (owners, findings, analysis
     // lines) are written once and referenced by index.
     size_t textIndex(const std::string& text);
+    // Analysis lines repeat too: each is its text, its kind and whether it
+    // holds only on an assumption.
+    size_t lineIndex(const ::vendor::larkspan::hardware::c2::info::implementation::OwnerLine& line);
     nlohmann::json historyOf(size_t input, const StreamHistory& stream);
 
     nlohmann::json mTexts = nlohmann::json::array();
     std::unordered_map<std::string, size_t> mTextIndex;
+    nlohmann::json mLines = nlohmann::json::array();
+    std::unordered_map<std::string, size_t> mLineIndex;
+    // The name of each input source the rows hold.
+    nlohmann::json mInputSourceNames = nlohmann::json::object();
     nlohmann::json mInputs = nlohmann::json::array();
     nlohmann::json mRows = nlohmann::json::array();
     nlohmann::json mHistories = nlohmann::json::array();

@@ -96,22 +96,12 @@ std::optional<Options> parseOptions(int argc, char** argv) {
     return options;
 }
 
-std::string csvField(const std::string& text) {
-    if (text.find_first_of(",\"\n") == std::string::npos) return text;
-    std::string quoted = "\"";
-    for (char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-    return quoted + "\"";
-}
-
 // Prints outcomes in input order as they come.
 class Printer {
 public:
     explicit Printer(Format format) : mFormat(format) {
         if (mFormat == Format::kJson) printf("[");
-        if (mFormat == Format::kCsv) {
-            printf("source,entry,stream,component,inputSource,tunnel,finding,owner,complete,"
-                   "recordTime\n");
-        }
+        if (mFormat == Format::kCsv) fputs(triage::csvHeader().c_str(), stdout);
     }
     ~Printer() {
         if (mFormat == Format::kJson) printf("%s]\n", mRows == 0 ? "" : "\n");
@@ -136,19 +126,13 @@ public:
 
 private:
     void printRow(const triage::Outcome& outcome, const triage::StreamResult& stream) {
-        const auto& v = stream.verdict;
         if (mFormat == Format::kJson) {
             printf("%s\n  %s", mRows == 0 ? "" : ",",
-                   triage::streamRow(outcome, stream)
+                   triage::jsonRow(outcome, stream)
                            .dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
                            .c_str());
         } else {
-            printf("%s,%s,%s,%s,%d,%s,%s,%s,%s,%s\n", csvField(outcome.path).c_str(),
-                   csvField(outcome.entry).c_str(),
-                   v.hasStream ? std::to_string(v.streamId).c_str() : "",
-                   csvField(v.component).c_str(), v.inputSource, v.tunnel ? "true" : "false",
-                   csvField(v.finding).c_str(), csvField(v.owner).c_str(),
-                   v.complete ? "true" : "false", csvField(stream.recordTime).c_str());
+            fputs(triage::csvRow(outcome, stream).c_str(), stdout);
         }
         ++mRows;
     }

@@ -8,9 +8,11 @@
 
 namespace triage {
 
+using ::vendor::larkspan::hardware::c2::info::implementation::analyseOwners;
 using ::vendor::larkspan::hardware::c2::info::implementation::fillDebugDiff;
+using ::vendor::larkspan::hardware::c2::info::implementation::OwnerAnalysis;
 using ::vendor::larkspan::hardware::c2::info::implementation::OwnerRecord;
-using ::vendor::larkspan::hardware::c2::info::implementation::writeOwnerAnalysis;
+using ::vendor::larkspan::hardware::c2::info::implementation::printOwnerAnalysis;
 
 namespace {
 
@@ -131,16 +133,13 @@ Outcome triageText(std::string path, std::string entry, std::string_view text,
     for (const std::string& note : notes) outcome.report += "   " + note + "\n";
     for (const std::string& dropped : dump.dropped) outcome.report += "   " + dropped + "\n";
     const Pass* header = selection.header;
-    std::vector<OwnerVerdict> verdicts =
-            writeOwnerAnalysis(&outcome.report, header != nullptr ? header->snapshotCount : 0,
-                               header != nullptr ? header->latestIndex : 0, records);
-    for (const OwnerVerdict& verdict : verdicts) {
-        StreamResult result{
-                verdict, "",
-                outcome.report.substr(verdict.textBegin, verdict.textEnd - verdict.textBegin),
-                std::nullopt, std::nullopt};
-        if (verdict.hasStream) {
-            const Judged& judged = selection.records.at(verdict.streamId);
+    OwnerAnalysis analysis = analyseOwners(header != nullptr ? header->snapshotCount : 0,
+                                           header != nullptr ? header->latestIndex : 0, records);
+    printOwnerAnalysis(&outcome.report, analysis);
+    for (OwnerVerdict& verdict : analysis.verdicts) {
+        StreamResult result{std::move(verdict), "", std::nullopt, std::nullopt};
+        if (result.verdict.hasStream) {
+            const Judged& judged = selection.records.at(result.verdict.streamId);
             result.recordTime = judged.snapshot->recordTime;
             result.record = judged.snapshot->record;
             result.lastChange = lastChangeOf(*judged.pass, *judged.snapshot);

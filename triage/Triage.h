@@ -18,8 +18,6 @@ struct StreamResult {
     // For an empty newest generation, one verdict without a stream.
     OwnerVerdict verdict;
     std::string recordTime;
-    // This stream's lines of the analysis, as --owner prints them.
-    std::string analysis;
     // The record judged, and its change over the last second when the
     // pass shows the older generation too.
     std::optional<_DebugDescription> record;

@@ -23,6 +23,9 @@ namespace {
 using triage::_DebugDescription;
 using ::vendor::larkspan::hardware::c2::info::implementation::DebugField;
 using ::vendor::larkspan::hardware::c2::info::implementation::debugFields;
+using ::vendor::larkspan::hardware::c2::info::implementation::OwnerLine;
+using ::vendor::larkspan::hardware::c2::info::implementation::OwnerVerdict;
+using ::vendor::larkspan::hardware::c2::info::implementation::printOwnerLines;
 using ::vendor::larkspan::hardware::c2::info::implementation::printSnapshot;
 
 // The blocks of text printed without the report's own lines.
@@ -189,33 +192,58 @@ TEST(TriageTest, JudgesWhatTheServiceWouldHaveRead) {
               "line 2: not understood");
 }
 
+// A verdict's lines as the page marks them, a letter a kind: Header,
+// Passed, Finding, Note, Dispatch, Undecidable, Continue; lower case when
+// the line holds only on an assumption.
+std::string kindsOf(const OwnerVerdict& verdict) {
+    std::string kinds;
+    for (const OwnerLine& line : verdict.lines) {
+        char kind = "HPFNDUC"[static_cast<int>(line.kind)];
+        kinds += line.assumed ? static_cast<char>(tolower(kind)) : kind;
+    }
+    return kinds;
+}
+
 // Where the dump cannot decide a check, no line names one owner: the
-// dispatch line names every candidate, and what follows says what it assumes.
+// dispatch line names every candidate, what follows says what it assumes,
+// and the verdict's modules are every candidate's.
 TEST(TriageTest, AnUndecidableCheckNamesEveryCandidate) {
     _DebugDescription noOutput = recordAt(100), notConnected = recordAt(100);
     noOutput.inputSource = 5;
     notConnected.sideBand = notConnected.hwSyncId = notConnected.tpcPipelineConnected = 1;
     notConnected.firstFrameNotifiedToTpc = 1;
-    const std::pair<_DebugDescription, const char*> cases[] = {
+    const struct {
+        _DebugDescription record;
+        const char* ending;
+        const char* kinds;
+        const char* modules;
+    } cases[] = {
             {recordAt(100),
              "  [If not paused by c2bwm] No abnormal case found.\n"
-             "  dispatch to **C2BWM Owner** or **displink owner** \n"},
+             "  dispatch to **C2BWM Owner** or **displink owner** \n",
+             "HPPPPPPPPPPUpfDC", "C2BWM or Displink"},
             {noOutput,
              "  [If not paused by c2bwm] insufficient output data :0 \n"
-             "  dispatch to **C2BWM Owner** or **C2 Owner** \n"},
+             "  dispatch to **C2BWM Owner** or **C2 Owner** \n",
+             "HPPPPPPPPPPUfDC", "C2BWM or C2"},
             {notConnected,
              "  [If C2BWM pending is not 0] check destroy displink id list by:\n"
              "  [If C2BWM pending is not 0] lshal debug -E "
              "vendor.larkspan.hardware.dispservice@1.0::IDispService/default --debug mediator\n"
-             "  dispatch to **C2 Owner** or **Displink Owner** \n"},
+             "  dispatch to **C2 Owner** or **Displink Owner** \n",
+             "HPPPPPFUnnDC", "C2 or Displink"},
     };
-    for (const auto& [record, ending] : cases) {
-        std::string analysis = triage::triageText("t", "", passText(0, {}, {{1, record}}), {})
+    for (const auto& c : cases) {
+        OwnerVerdict verdict = triage::triageText("t", "", passText(0, {}, {{1, c.record}}), {})
                                        .streams.at(0)
-                                       .analysis;
-        std::string end = ending + std::string("  Continue to check next stream... \n");
+                                       .verdict;
+        std::string analysis;
+        printOwnerLines(&analysis, verdict.lines);
+        std::string end = c.ending + std::string("  Continue to check next stream... \n");
         EXPECT_EQ(analysis.substr(analysis.size() - std::min(end.size(), analysis.size())), end);
-        EXPECT_EQ(analysis.find("dispatch to"), analysis.rfind("dispatch to")) << analysis;
+        EXPECT_EQ(kindsOf(verdict), c.kinds) << analysis;
+        EXPECT_EQ(verdict.module, c.modules);
+        EXPECT_FALSE(verdict.complete);
     }
 }
 
@@ -304,6 +332,29 @@ TEST_F(TriageProgramTest, ABugreportOfTheSimulatorGetsItsOwners) {
                               {"APK owner", true},
                               {"C2 Owner or Displink Owner", false},
                               {"C2BWM Owner or displink owner", false}}));
+}
+
+// Pending VDEC is derived once, as the dump's printer derives it: where
+// pop - skip - get wraps at 32 bits, the page shows what the text prints.
+TEST_F(TriageProgramTest, ThePageShowsTheDerivedCountersTheTextPrints) {
+    _DebugDescription wrapped = recordAt(100);
+    wrapped.pop = INT32_MIN + 1;
+    wrapped.get = 2;
+    mScratch.write("wrapped.txt", passText(1, {}, {{1, wrapped}}));
+    ASSERT_NE(printed(1, wrapped).find("/2147483647)"), std::string::npos);
+    ASSERT_EQ(run(std::string(C2INFO_TRIAGE) + " --html page.html wrapped.txt").status, 0);
+    std::string page = c2info_test::slurp(path("page.html"));
+    const std::string open = "<script type=\"application/json\" id=\"data\">";
+    size_t begin = page.find(open) + open.size();
+    nlohmann::json data =
+            nlohmann::json::parse(page.substr(begin, page.find("</script>", begin) - begin));
+    // A row is [input, its stream's columns..., lines, record, change].
+    size_t streamColumns = data["columns"].size() - data["inputColumns"].size();
+    const nlohmann::json& record = data["rows"][0][1 + streamColumns + 1];
+    std::map<std::string, nlohmann::json> counters;
+    for (size_t i = 0; i < data["counters"].size(); ++i)
+        counters[data["counters"][i][0]] = record[i];
+    EXPECT_EQ(counters["pendingVDEC"], 2147483647) << record;
 }
 
 void writeZip(const std::string& file, const char* entry, const std::string& content) {

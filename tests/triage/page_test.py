@@ -123,6 +123,19 @@ def main():
     check("#detail=0 opens the first stream's analysis and counters, SideBand's included",
           detail and all(word in detail.group(1) for word in ("decisive", "passed", "queueCnt"))
           and detail.group(1).count("pendingVDEC") == 1)
+    # Each analysis line is marked by its kind in the data, never by its text.
+    data = json.loads(re.search(r'<script type="application/json" id="data">(.*?)</script>',
+                                page.read_text(), re.S).group(1))
+    marked = re.search(r'<div class="lines">((?:<div[^>]*>[^<]*</div>)*)', dom)
+    shown = re.findall(r'<div(?: class="([^"]*)")?>([^<]*)</div>', marked.group(1) if marked else "")
+    expected = []
+    for line in data["rows"][0][len(data["columns"]) - len(data["inputColumns"]) + 1]:
+        text_index, kind, assumed = data["lines"][line]
+        classes = ["incomplete"] if assumed or kind == "undecidable" else (
+            ["passed"] if kind == "passed" else [])
+        expected.append((" ".join(classes + ["decisive"] * (kind in ("finding", "dispatch"))),
+                         html.escape(data["texts"][text_index], quote=False)))
+    check("each analysis line is marked by its kind", shown and shown == expected)
     history = re.search(r'<section id="history"([^>]*)>(.*?)</section>', dom, re.S)
     check("the history shows, each band's legend naming the session's last owners",
           history and "hidden" not in history.group(1) and all(

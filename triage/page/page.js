@@ -6,20 +6,20 @@
 const data = JSON.parse(document.getElementById('data').textContent);
 const texts = data.texts;
 const PAGE_ROWS = 200;
-const INPUT_SOURCES = ['HDMI', 'VGA', 'ATV', 'component', 'composite', 'video', 'video', 'image'];
-const SIDEBAND_COUNTERS = ['queueCnt', 'flipCnt', 'pendingRender'];
 const PALETTE = ['#4e79a7', '#f28e2b', '#e15759', '#76b7b2', '#59a14f',
                  '#edc948', '#b07aa1', '#ff9da7', '#9c755f', '#bab0ac'];
 const MARK_COLOURS = {appear: '#1a7f37', disappear: '#57606a', resize: '#8250df'};
 // Every history chart's value axis is this wide, so that their time axes line up.
 const VALUE_AXIS_WIDTH = 64;
 
-// A row is [input, ...data.columns, analysis lines, record, change].
-const column = new Map(data.columns.map((name, i) => [name, i + 1]));
-const LINES = data.columns.length + 1;
+// A row is [input, ...its columns, analysis lines, record, change]; the
+// columns of data.inputColumns are its input's, in data.inputs.
+const streamColumns = data.columns.filter((name) => !data.inputColumns.includes(name));
+const column = new Map(streamColumns.map((name, i) => [name, i + 1]));
+const inputColumn = new Map(data.inputColumns.map((name, i) => [name, i]));
+const LINES = streamColumns.length + 1;
 const RECORD = LINES + 1;
 const CHANGE = LINES + 2;
-const counter = new Map(data.counters.map((name, i) => [name, i]));
 
 Chart.defaults.animation = false;
 Chart.defaults.maintainAspectRatio = false;
@@ -73,18 +73,18 @@ function ownerColour(owner) {
   return ownerColours.get(owner);
 }
 
+function inputField(values, name) {
+  return name === 'error' ? values[values.length - 1] : values[inputColumn.get(name)];
+}
+
 function cell(row, name) {
+  if (inputColumn.has(name)) return inputField(data.inputs[row[0]], name);
   const value = row[column.get(name)];
   return data.textColumns.includes(name) ? texts[value] : value;
 }
 
-function input(row) {
-  const [source, entry, error] = data.inputs[row[0]];
-  return {source, entry, error};
-}
-
 function inputSourceName(n) {
-  return `${n} (${INPUT_SOURCES[n] || 'unknown'})`;
+  return `${n} (${data.inputSourceNames[n]})`;
 }
 
 function signed(n) {
@@ -93,20 +93,26 @@ function signed(n) {
 
 // ---- the fleet ----
 
+function inputName(values) {
+  const [source, entry] = [inputField(values, 'source'), inputField(values, 'entry')];
+  return entry ? `${source}: ${entry}` : source;
+}
+
 function counted(count, noun) {
   return `${count} ${noun}${count === 1 ? '' : 's'}`;
 }
 
 function drawInputs() {
-  const refused = data.inputs.filter(([, , error]) => error);
-  const read = data.inputs.filter(([, , error]) => !error);
+  const refused = data.inputs.filter((values) => inputField(values, 'error'));
+  const read = data.inputs.filter((values) => !inputField(values, 'error'));
   document.getElementById('summary').textContent =
       `${counted(data.inputs.length, 'input')}: ${read.length} read, ` +
       `${refused.length} refused; ${counted(data.rows.length, 'stream')} judged`;
   const body = document.querySelector('#refused tbody');
-  for (const [source, entry, error] of refused) {
+  for (const values of refused) {
     const tr = el('tr');
-    tr.append(el('td', source), el('td', entry), el('td', error));
+    tr.append(el('td', inputField(values, 'source')), el('td', inputField(values, 'entry')),
+              el('td', inputField(values, 'error')));
     body.append(tr);
   }
   document.getElementById('refused').hidden = refused.length === 0;
@@ -116,7 +122,7 @@ function drawInputs() {
   details.addEventListener('toggle', () => {
     const list = details.querySelector('ol');
     if (list.childElementCount) return;
-    for (const [source, entry] of read) list.append(el('li', entry ? `${source}: ${entry}` : source));
+    for (const values of read) list.append(el('li', inputName(values)));
   });
 }
 
@@ -165,14 +171,13 @@ function drawSplits() {
 
 // ---- the table of streams ----
 
-const HEADERS = ['source', 'entry', ...data.columns];
+const HEADERS = data.columns;
 const collator = new Intl.Collator(undefined, {numeric: true});
 const table = {order: data.rows.map((row, i) => i), sortedBy: null, direction: 1, owner: '',
                shown: PAGE_ROWS};
 
 function value(i, name) {
-  const row = data.rows[i];
-  return name === 'source' || name === 'entry' ? input(row)[name] : cell(row, name);
+  return cell(data.rows[i], name);
 }
 
 function drawTable() {
@@ -234,35 +239,26 @@ function filterByOwner(owner) {
 
 // The deciding check is the finding and its dispatch line; what the dump
 // cannot decide, and what is said only under an assumption, is incomplete.
-function lineClass(line, finding) {
-  const text = line.trim();
+function lineClass(kind, assumed) {
   const classes = [];
-  if (/^\[(Undecidable|Incomplete|If )/.test(text)) classes.push('incomplete');
-  else if (text.startsWith('[Checked]')) classes.push('passed');
-  if (text.includes('dispatch to **') || (finding && text.endsWith(finding))) classes.push('decisive');
+  if (assumed || kind === 'undecidable') classes.push('incomplete');
+  else if (kind === 'passed') classes.push('passed');
+  if (kind === 'finding' || kind === 'dispatch') classes.push('decisive');
   return classes.join(' ');
 }
 
+// A counter the stream does not have is null.
 function countersTable(record, change) {
   const tableEl = el('table', undefined, 'counters');
   const head = el('tr');
   head.append(el('th', 'counter'), el('th', 'now'), el('th', 'last second'));
   tableEl.append(head);
-  const add = (name, now, diff) => {
+  data.counters.forEach(([, label], i) => {
+    if (record[i] === null) return;
     const tr = el('tr');
-    tr.append(el('td', name), el('td', now), el('td', diff === undefined ? '' : signed(diff)));
+    tr.append(el('td', label), el('td', record[i]), el('td', change ? signed(change[i]) : ''));
     tableEl.append(tr);
-  };
-  const of = (values, name) => (values ? values[counter.get(name)] : undefined);
-  const sideBand = of(record, 'sideBand');
-  for (const name of data.counters) {
-    if (name === 'sideBand' || (!sideBand && SIDEBAND_COUNTERS.includes(name))) continue;
-    add(name, of(record, name), of(change, name));
-    if (name === 'pendingFB') {
-      const vdec = (values) => of(values, 'pop') - of(values, 'skip') - of(values, 'get');
-      add('pendingVDEC (pop - skip - get)', vdec(record), change ? vdec(change) : undefined);
-    }
-  }
+  });
   return tableEl;
 }
 
@@ -272,15 +268,16 @@ function showDetail(event) {
   const row = match && data.rows[Number(match[1])];
   box.hidden = !row;
   if (!row) return;
-  const {source, entry} = input(row);
   const stream = cell(row, 'stream');
-  const finding = cell(row, 'finding');
   box.replaceChildren(
-      el('h3', `${source}${entry ? `: ${entry}` : ''}`),
+      el('h3', inputName(data.inputs[row[0]])),
       el('p', `${stream === '' ? 'no stream' : `strId(${stream}) ${cell(row, 'component')}`}` +
                   ` \u2014 ${cell(row, 'owner')}${cell(row, 'complete') ? '' : ' (incomplete)'}`));
   const lines = el('div', undefined, 'lines');
-  for (const line of row[LINES]) lines.append(el('div', texts[line], lineClass(texts[line], finding)));
+  for (const line of row[LINES]) {
+    const [text, kind, assumed] = data.lines[line];
+    lines.append(el('div', texts[text], lineClass(kind, assumed)));
+  }
   const columns = el('div', undefined, 'columns');
   columns.append(lines);
   if (row[RECORD]) {
@@ -369,8 +366,7 @@ function drawHistory() {
     byInput.get(stream.input).push(stream);
   }
   for (const [index, streams] of byInput) {
-    const [source, entry] = data.inputs[index];
-    section.append(el('h3', entry ? `${source}: ${entry}` : source));
+    section.append(el('h3', inputName(data.inputs[index])));
     const start = Math.min(...streams.map((s) => s.ms[0]));
     const end = Math.max(...streams.map((s) => s.ms[s.ms.length - 1]));
     const axis = {type: 'linear', min: 0, max: Math.max(1, Math.ceil((end - start) / 1000))};
