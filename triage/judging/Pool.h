@@ -16,7 +16,4 @@ namespace triage {
 void triageInputs(const std::vector<std::string>& inputs, unsigned jobs, bool withHistory,
                   const std::function<void(Outcome&&)>& take);
 
-// One input: its zip entry or text, read and analysed.
-Outcome triageInput(const std::string& path, bool withHistory = false);
-
 }  // namespace triage

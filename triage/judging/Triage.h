@@ -43,4 +43,8 @@ struct Outcome {
 Outcome triageText(std::string path, std::string entry, std::string_view text,
                    const std::vector<std::string>& notes, bool withHistory = false);
 
+// One input: its zip entry or text, read and judged; what is wrong with it
+// in the outcome's error.
+Outcome triageInput(const std::string& path, bool withHistory = false);
+
 }  // namespace triage

@@ -6,18 +6,7 @@
 #include <optional>
 #include <thread>
 
-#include "Inputs.h"
-
 namespace triage {
-
-Outcome triageInput(const std::string& path, bool withHistory) {
-    try {
-        LoadedInput input = loadInput(path);
-        return triageText(path, input.entry, input.text, input.notes, withHistory);
-    } catch (const InputError& error) {
-        return {path, "", error.what(), "", {}, {}};
-    }
-}
 
 void triageInputs(const std::vector<std::string>& inputs, unsigned jobs, bool withHistory,
                   const std::function<void(Outcome&&)>& take) {

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "DumpReader.h"
+#include "Inputs.h"
 
 namespace triage {
 
@@ -150,6 +151,15 @@ Outcome triageText(std::string path, std::string entry, std::string_view text,
     // takes a recording of more.
     if (withHistory && dump.passes.size() > 2) outcome.history = buildHistory(dump);
     return outcome;
+}
+
+Outcome triageInput(const std::string& path, bool withHistory) {
+    try {
+        LoadedInput input = loadInput(path);
+        return triageText(path, input.entry, input.text, input.notes, withHistory);
+    } catch (const InputError& error) {
+        return {path, "", error.what(), "", {}, {}};
+    }
 }
 
 }  // namespace triage
