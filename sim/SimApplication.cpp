@@ -29,6 +29,9 @@ using ::vendor::larkspan::hardware::cmt::V1_0::CmtInfoStruct;
 using ::vendor::larkspan::hardware::cmt::V1_0::CmtReturn;
 using ::vendor::larkspan::hardware::cmt::V1_0::ICmtInfoServiceListener;
 
+// onNotify's type for a stream added; a removed one has 1.
+constexpr uint32_t kStreamAdded = 0;
+
 struct SimApplication::Inbox {
     void hear(std::string line, std::optional<uint64_t> newStream = std::nullopt) {
         std::lock_guard<std::mutex> lock(mLock);
@@ -51,7 +54,7 @@ public:
     Return<void> onNotify(uint32_t type, uint64_t streamId, const hidl_string& info) override {
         if (auto status = transportStatus(); !status.isOk()) return status;
         auto id = static_cast<unsigned long long>(streamId);
-        if (type != 0) {
+        if (type != kStreamAdded) {
             mInbox->hear(StringPrintf("app: stream %llu removed (%s)", id, info.c_str()));
         } else {
             mInbox->hear(StringPrintf("app: stream %llu added (%s)", id, info.c_str()), streamId);
