@@ -1,10 +1,10 @@
 #include "ServiceLog.h"
 
+#include <android-base/stringprintf.h>
 #include <cutils/properties.h>
 
 #include <atomic>
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -17,24 +17,15 @@ namespace implementation {
 
 namespace {
 
-std::string formatText(const char* format, va_list args) {
-    va_list measure;
-    va_copy(measure, args);
-    int length = vsnprintf(nullptr, 0, format, measure);
-    va_end(measure);
-    if (length <= 0) return std::string();
-    std::string text(static_cast<size_t>(length), '\0');
-    vsnprintf(text.data(), text.size() + 1, format, args);
-    return text;
-}
-
 void writeLine(int priority, int line, const char* function, const char* format, va_list args) {
-    std::string text = formatText(format, args);
+    std::string text;
+    android::base::StringAppendV(&text, format, args);
     __android_log_print(priority, nullptr, "[L%4d][%s] %s", line, function, text.c_str());
 }
 
 void writeText(int priority, const char* format, va_list args) {
-    std::string text = formatText(format, args);
+    std::string text;
+    android::base::StringAppendV(&text, format, args);
     __android_log_write(priority, nullptr, text.c_str());
 }
 

@@ -7,12 +7,14 @@
 set -euo pipefail
 
 # The host programs: the service they link, its generated interfaces,
-# Chart.js, which c2info-triage builds into its page, and dpkg-shlibdeps,
-# which declares their Debian package's dependencies.
+# CLI11, which parses their command lines, Chart.js, which c2info-triage
+# builds into its page, and dpkg-shlibdeps, which declares their Debian
+# package's dependencies.
 packages=(
     g++ cmake ninja-build
     android-libutils-dev android-libcutils-dev android-liblog-dev android-libbase-dev
     hidl-gen libyuv-dev libpng-dev nlohmann-json3-dev libedit-dev libzip-dev libjs-chart.js
+    libcli11-dev
     dpkg-dev
 )
 full=true

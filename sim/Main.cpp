@@ -1,8 +1,10 @@
 // c2info-sim: a simulated codec process around the c2info service, with an
-// lshal debug console. See usage() and the README.
+// lshal debug console. See declareOptions() and the README.
 #include <android/log.h>
 #include <cutils/properties.h>
 
+#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -24,54 +26,6 @@ namespace {
 
 constexpr int kUsageError = 2;
 
-void usage() {
-    printf(R"(usage: c2info-sim [--scenario FILE] [--verbose]
-                  [--console | -- WORDS... | --bugreport FILE.zip [--main-text-mb N] |
-                   --session FILE]
-
-Runs a simulated codec process: one decoder component per stream of a
-scenario, each registering its stream and callables with the c2info service,
-advancing its counters, posting events and handing out real tiled frames,
-and an application that follows the streams and prints what it hears.
-
-  --scenario FILE  read the scenario from a JSON file (default: four streams,
-                   each stuck or not in its own way; sim/scenarios/ has one
-                   file per verdict of the owner analysis)
-  --verbose        switch the service's debug log lines on (to stderr)
-  --console        read requests from standard input, one per line:
-                     --WORD ...               lshal debug words, see below
-                     (an empty line)          the default status dump
-                     sleep SECONDS            wait (fractions allowed)
-                     streams                  the stream list, as a client sees it
-                     capture STREAMID FILE.png  grab, detile and save a frame
-                     kill-app                 the application's process dies
-                     quit                     end the components and leave
-  -- WORDS...      run one lshal debug request, then end
-  --bugreport FILE.zip
-                   let the components run for a moment, then write the zip
-                   that `adb bugreport` would: the service's default dump as
-                   lshal-debug/<instance>.txt, a main text of about N MB of
-                   log (--main-text-mb, default 2) and another HAL's entry
-  --session FILE   write what an engineer's loop at a TV records: --enable,
-                   then a --dump each second for the scenario's seconds (it
-                   takes that long); c2info-triage --html draws its history
-  (none of these)  a show of about ten seconds, each phase announced on stderr
-
-lshal debug words: --help, --enable, --disable, --dump, --owner,
---reloadProp, --c2dump STREAMID 0|1, --reset, and --COMPONENT state for the
-state of one simulated component. "--help" lists them as the service knows them.
-
-A scenario is {"name": ..., "seconds": ..., "streams": [...]}, each stream
-{"stream": {ST_STREAM_LIST fields}, "component": NAME, "debug": {members of
-_DebugDescription}, "perSecond": {counter: increment}, "snapshots": [...],
-"events": [{"atMs": N, "event": NAME, "update": {fields}}], "info": {key:
-value}}; the README describes it with an example.
-
-Exit status: 0 on success, 1 when a step of the show or a console request
-failed, 2 on a usage or scenario error.
-)");
-}
-
 struct Options {
     std::optional<std::string> scenarioFile;
     bool console = false;
@@ -82,46 +36,101 @@ struct Options {
     std::optional<std::string> session;
 };
 
-// Null with a message on stderr when the arguments are wrong.
-std::optional<Options> parseOptions(int argc, char** argv) {
-    Options options;
-    for (int i = 1; i < argc; ++i) {
-        std::string argument = argv[i];
-        if (argument == "--scenario" && i + 1 < argc) {
-            options.scenarioFile = argv[++i];
-        } else if (argument == "--console") {
-            options.console = true;
-        } else if (argument == "--verbose") {
-            options.verbose = true;
-        } else if (argument == "--bugreport" && i + 1 < argc) {
-            options.bugreport = argv[++i];
-        } else if (argument == "--session" && i + 1 < argc) {
-            options.session = argv[++i];
-        } else if (argument == "--main-text-mb" && i + 1 < argc) {
-            char* end = nullptr;
-            long megabytes = strtol(argv[++i], &end, 10);
-            if (*end != '\0' || megabytes < 0 || megabytes > 1024) {
-                sim::announce("c2info-sim: --main-text-mb takes a number from 0 to 1024");
-                return std::nullopt;
-            }
-            options.mainTextMb = static_cast<size_t>(megabytes);
-        } else if (argument == "--") {
-            options.words = std::vector<std::string>(argv + i + 1, argv + argc);
-            break;
-        } else {
-            sim::announce("c2info-sim: unexpected argument \"%s\" (see --help)", argv[i]);
-            return std::nullopt;
-        }
+// WORDS are typed after "--".
+class Formatter : public CLI::Formatter {
+public:
+    Formatter() { column_width(19); }
+
+    std::string make_option_usage(const CLI::Option* words) const override {
+        return "[-- " + words->get_name(true) + "...]";
     }
-    if (int(options.console) + int(options.words.has_value()) + int(options.bugreport.has_value()) +
-                int(options.session.has_value()) >
-        1) {
-        sim::announce(
-                "c2info-sim: --console, -- WORDS, --bugreport and --session exclude each other "
-                "(see --help)");
-        return std::nullopt;
-    }
-    return options;
+};
+
+constexpr char kConsoleRequests[] = R"(read requests from standard input, one per line:
+  --WORD ...               lshal debug words, see below
+  (an empty line)          the default status dump
+  sleep SECONDS            wait (fractions allowed)
+  streams                  the stream list, as a client sees it
+  capture STREAMID FILE.png  grab, detile and save a frame
+  kill-app                 the application's process dies
+  quit                     end the components and leave)";
+
+// One declaration gives the command line its rules and its usage text.
+void declareOptions(CLI::App& app, Options* options, std::vector<std::string>* words) {
+    app.description(R"(Runs a simulated codec process: one decoder component per stream of a
+scenario, each registering its stream and callables with the c2info service,
+advancing its counters, posting events and handing out real tiled frames,
+and an application that follows the streams and prints what it hears.
+Without --console, WORDS, --bugreport or --session: a show of about ten
+seconds, each phase announced on stderr.
+)");
+    app.footer(R"(lshal debug words: --help, --enable, --disable, --dump, --owner,
+--reloadProp, --c2dump STREAMID 0|1, --reset, and --COMPONENT state for the
+state of one simulated component. "--help" lists them as the service knows them.
+
+A scenario is {"name": ..., "seconds": ..., "streams": [...]}, each stream
+{"stream": {ST_STREAM_LIST fields}, "component": NAME, "debug": {members of
+_DebugDescription}, "perSecond": {counter: increment}, "snapshots": [...],
+"events": [{"atMs": N, "event": NAME, "update": {fields}}], "info": {key:
+value}}; the README describes it with an example.
+
+Exit status: 0 on success, 1 when a step of the show or a console request
+failed, 2 on a usage or scenario error.)");
+    app.formatter(std::make_shared<Formatter>());
+    // A repeated option counts as given last, so that a command line can
+    // override what a script or an alias put before it.
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    app.add_option_function<std::string>(
+               "--scenario", [options](const std::string& file) { options->scenarioFile = file; },
+               "read the scenario from a JSON file (default: four streams,\n"
+               "each stuck or not in its own way; sim/scenarios/ has one\n"
+               "file per verdict of the owner analysis)")
+            ->type_name("FILE");
+    app.add_flag("--verbose", options->verbose,
+                 "switch the service's debug log lines on (to stderr)");
+    CLI::Option* console = app.add_flag("--console", options->console, kConsoleRequests);
+    CLI::Option* request = app.add_option("WORDS", *words, "run one lshal debug request, then end");
+    CLI::Option* bugreport =
+            app.add_option_function<std::string>(
+                       "--bugreport",
+                       [options](const std::string& file) { options->bugreport = file; },
+                       "let the components run for a moment, then write the zip\n"
+                       "that `adb bugreport` would: the service's default dump as\n"
+                       "lshal-debug/<instance>.txt, a main text of about N MB of\n"
+                       "log (--main-text-mb) and another HAL's entry")
+                    ->type_name("FILE.zip");
+    app.add_option("--main-text-mb", options->mainTextMb, "the bugreport's main text in MB")
+            ->type_name("N")
+            ->check(CLI::Range(size_t{0}, size_t{1024}))
+            ->capture_default_str()
+            ->needs(bugreport);
+    CLI::Option* session =
+            app.add_option_function<std::string>(
+                       "--session", [options](const std::string& file) { options->session = file; },
+                       "write what an engineer's loop at a TV records: --enable,\n"
+                       "then a --dump each second for the scenario's seconds (it\n"
+                       "takes that long); c2info-triage --html draws its history")
+                    ->type_name("FILE");
+    console->excludes(request, bugreport, session);
+    request->excludes(bugreport, session);
+    bugreport->excludes(session);
+}
+
+// What follows "--" is one lshal debug request, however its words look;
+// "--" alone asks for the default dump. CLI11 drops the mark, and would
+// take a word typed before it as one of WORDS too: handed over twice, the
+// mark leads WORDS whenever a request is made, and a stray word is refused.
+void parseOptions(CLI::App& app, int argc, char** argv, Options* options) {
+    std::vector<std::string> words;
+    declareOptions(app, options, &words);
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    auto mark = std::find(arguments.begin(), arguments.end(), "--");
+    if (mark != arguments.end()) arguments.insert(mark, "--");
+    std::reverse(arguments.begin(), arguments.end());
+    app.parse(arguments);
+    if (words.empty()) return;
+    if (words.front() != "--") throw CLI::ExtrasError({words.front()});
+    options->words = std::vector<std::string>(words.begin() + 1, words.end());
 }
 
 // The components run for a moment first, so that their counters move and
@@ -196,14 +205,19 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
-        usage();
-        return 0;
-    }
-    std::optional<Options> options = parseOptions(argc, argv);
-    if (!options) return kUsageError;
+    Options options;
+    CLI::App app("", "c2info-sim");
     try {
-        return run(*options);
+        parseOptions(app, argc, argv, &options);
+    } catch (const CLI::CallForHelp&) {
+        fputs(app.help().c_str(), stdout);
+        return 0;
+    } catch (const CLI::ParseError& error) {
+        sim::announce("c2info-sim: %s (see --help)", error.what());
+        return kUsageError;
+    }
+    try {
+        return run(options);
     } catch (const std::exception& error) {
         sim::announce("c2info-sim: %s", error.what());
         return 1;

@@ -1,28 +1,18 @@
 #include "Output.h"
 
+#include <android-base/stringprintf.h>
 #include <unistd.h>
 
 #include <cstdarg>
-#include <cstdio>
 #include <string>
 
 namespace sim {
 namespace {
 
-std::string formatLine(const char* format, va_list args) {
-    va_list copy;
-    va_copy(copy, args);
-    int length = vsnprintf(nullptr, 0, format, copy);
-    va_end(copy);
-    if (length < 0) return std::string();
-    std::string line(static_cast<size_t>(length) + 1, '\0');
-    vsnprintf(line.data(), line.size(), format, args);
-    line.pop_back();
-    return line;
-}
-
 void writeLine(int fd, const char* format, va_list args) {
-    std::string line = formatLine(format, args) + '\n';
+    std::string line;
+    android::base::StringAppendV(&line, format, args);
+    line += '\n';
     for (size_t done = 0; done < line.size();) {
         ssize_t written = write(fd, line.data() + done, line.size() - done);
         if (written <= 0) return;
@@ -31,14 +21,6 @@ void writeLine(int fd, const char* format, va_list args) {
 }
 
 }  // namespace
-
-std::string format(const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    std::string line = formatLine(format, args);
-    va_end(args);
-    return line;
-}
 
 void say(const char* format, ...) {
     va_list args;

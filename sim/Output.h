@@ -3,12 +3,7 @@
 // the service, which writes to the same descriptor, never split a line.
 #pragma once
 
-#include <string>
-
 namespace sim {
-
-// A line formatted as say() would write it, without its newline.
-std::string format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // One line (the newline is added) on standard output.
 void say(const char* format, ...) __attribute__((format(printf, 1, 2)));

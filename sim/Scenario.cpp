@@ -98,13 +98,14 @@ std::string at(const std::string& path, size_t index) {
     return path + "[" + std::to_string(index) + "]";
 }
 
-// A numeric field of the stream record; the component's own geometry and,
-// where `allowStreamId` is false, the stream id cannot be set.
+// A numeric field of the stream record as a scenario gives it: the
+// component makes its frames of the record's size, which must be even, and
+// fills in the fields that describe them.
 uint64_t streamValue(const StreamField& field, const json& value, const std::string& path) {
-    if (field.geometry) {
+    if (field.fromFrame != nullptr) {
         refuse(path, "cannot be set: the simulated component fills it from its frames");
     }
-    if (field.attr == 1 || field.attr == 2) {
+    if (field.is(&ST_STREAM_LIST::width) || field.is(&ST_STREAM_LIST::height)) {
         auto size = integer<uint32_t>(value, path, 2, 8192);
         if (size % 2 != 0) fail(path, "an even integer from 2 to 8192");
         return size;
@@ -191,7 +192,7 @@ ScheduledEvent parseEvent(const json& object, const std::string& path) {
             integer<uint32_t>(required(object, "atMs", path), join(path, "atMs"), 0, 3600000);
     std::string name = requireString(required(object, "event", path), join(path, "event"));
     scheduled.event = Codec2InfoService::getInstance()->stringToEvent(name);
-    if (static_cast<uint64_t>(scheduled.event) == 0) {
+    if (scheduled.event == NotifyEvent::NONE) {
         fail(join(path, "event"), "an event name such as \"resolution_change\" (see the README)");
     }
     auto update = object.find("update");
@@ -200,7 +201,7 @@ ScheduledEvent parseEvent(const json& object, const std::string& path) {
     for (const auto& [key, value] : update->items()) {
         std::string keyPath = join(path, "update." + key);
         const StreamField* field = findStreamField(key);
-        if (field == nullptr || field->attr == 9) {
+        if (field == nullptr || field->is(&ST_STREAM_LIST::streamid)) {
             refuse(keyPath, "unknown key (the keys are the fields of ST_STREAM_LIST but streamid)");
         }
         scheduled.updates.emplace_back(field, streamValue(*field, value, keyPath));

@@ -1,5 +1,6 @@
 #include "SimApplication.h"
 
+#include <android-base/stringprintf.h>
 #include <hidl/RemotePeer.h>
 #include <vendor/larkspan/hardware/c2/info/1.0/ICodec2InfoServiceEventListener.h>
 #include <vendor/larkspan/hardware/c2/info/1.0/ICodec2InfoServiceStreamListener.h>
@@ -13,6 +14,7 @@
 namespace sim {
 
 using ::android::sp;
+using ::android::base::StringPrintf;
 using ::android::hardware::hidl_string;
 using ::android::hardware::hidl_vec;
 using ::android::hardware::RemotePeer;
@@ -26,6 +28,9 @@ using ::vendor::larkspan::hardware::c2::info::V1_0::NotifyEventInfo;
 using ::vendor::larkspan::hardware::cmt::V1_0::CmtInfoStruct;
 using ::vendor::larkspan::hardware::cmt::V1_0::CmtReturn;
 using ::vendor::larkspan::hardware::cmt::V1_0::ICmtInfoServiceListener;
+
+// onNotify's type for a stream added; a removed one has 1.
+constexpr uint32_t kStreamAdded = 0;
 
 struct SimApplication::Inbox {
     void hear(std::string line, std::optional<uint64_t> newStream = std::nullopt) {
@@ -49,10 +54,10 @@ public:
     Return<void> onNotify(uint32_t type, uint64_t streamId, const hidl_string& info) override {
         if (auto status = transportStatus(); !status.isOk()) return status;
         auto id = static_cast<unsigned long long>(streamId);
-        if (type != 0) {
-            mInbox->hear(format("app: stream %llu removed (%s)", id, info.c_str()));
+        if (type != kStreamAdded) {
+            mInbox->hear(StringPrintf("app: stream %llu removed (%s)", id, info.c_str()));
         } else {
-            mInbox->hear(format("app: stream %llu added (%s)", id, info.c_str()), streamId);
+            mInbox->hear(StringPrintf("app: stream %llu added (%s)", id, info.c_str()), streamId);
         }
         return Void();
     }
@@ -69,9 +74,9 @@ public:
 
     Return<void> onNotify(const NotifyEventInfo& event) override {
         if (auto status = transportStatus(); !status.isOk()) return status;
-        mInbox->hear(format("app: event %s of stream %llu (value %d \"%s\")", event.event.c_str(),
-                            static_cast<unsigned long long>(mStreamId), event.info.intValue,
-                            event.info.strValue.c_str()));
+        mInbox->hear(StringPrintf("app: event %s of stream %llu (value %d \"%s\")",
+                                  event.event.c_str(), static_cast<unsigned long long>(mStreamId),
+                                  event.info.intValue, event.info.strValue.c_str()));
         return Void();
     }
 
@@ -86,9 +91,9 @@ public:
 
     Return<void> onNotify(uint64_t streamId, uint64_t event, const CmtInfoStruct&) override {
         if (auto status = transportStatus(); !status.isOk()) return status;
-        mInbox->hear(format("app: information of stream %llu: event %llu",
-                            static_cast<unsigned long long>(streamId),
-                            static_cast<unsigned long long>(event)));
+        mInbox->hear(StringPrintf("app: information of stream %llu: event %llu",
+                                  static_cast<unsigned long long>(streamId),
+                                  static_cast<unsigned long long>(event)));
         return Void();
     }
 

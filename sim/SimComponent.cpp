@@ -179,9 +179,7 @@ void SimComponent::updateStream(const ScheduledEvent& scheduled) {
     };
     for (const auto& [field, value] : scheduled.updates) add(*field);
     if (resized) {
-        for (const char* name : {"field3", "field4", "field5", "lumaoffset", "chromaoffset"}) {
-            add(*findStreamField(name));
-        }
+        for (const StreamField* field : frameFields()) add(*field);
     }
     (void)Codec2InfoInternal::updateStreamInfo(mStreamId, items).isOk();
 }
@@ -195,12 +193,9 @@ void SimComponent::newFrame_l() {
                       mStream.height);
         return;
     }
-    const FrameGenerator::BufferInfo& info = mFrame->info();
-    mStream.field3 = info.lumaStride;
-    mStream.field4 = info.chromaStride;
-    mStream.field5 = static_cast<uint32_t>(info.metadataOffset);
-    mStream.lumaoffset = info.lumaOffset;
-    mStream.chromaoffset = info.chromaOffset;
+    for (const StreamField* field : frameFields()) {
+        assign(&mStream, *field, field->fromFrame(mFrame->info()));
+    }
 }
 
 double SimComponent::elapsedSeconds() const {

@@ -89,8 +89,9 @@ TEST_F(SimTest, EachShippedScenarioReachesItsVerdict) {
     EXPECT_EQ(analyses, c2info_test::slurp(C2INFO_SIM_GOLDEN_DIR "/shipped-scenarios.txt"));
 }
 
-// What each says on standard error is all it does: nothing runs.
-TEST_F(SimTest, AMalformedScenarioIsRefusedWithItsPathAndRunsNothing) {
+// What each says on standard error, on one line, is all it does: nothing
+// runs.
+TEST_F(SimTest, AMalformedScenarioOrCommandLineIsRefusedOnOneLineAndRunsNothing) {
     const std::string kStream = R"({"stream": {"streamid": 1}, "component": "a")";
     std::string refusals;
     for (const std::string& streams : {
@@ -108,6 +109,13 @@ TEST_F(SimTest, AMalformedScenarioIsRefusedWithItsPathAndRunsNothing) {
                        R"({"name": "bad", "seconds": 1, "streams": [)" + streams + "]}");
         Outcome run = sim("--scenario bad.json");
         EXPECT_EQ(run.status, 2) << streams;
+        refusals += run.err;
+    }
+    for (const char* arguments :
+         {"--scenario", "--enable", "--bugreport out.zip --main-text-mb 1025", "--main-text-mb 1",
+          "--console -- --owner", "owner -- --dump"}) {
+        Outcome run = sim(arguments);
+        EXPECT_EQ(run.status, 2) << arguments;
         refusals += run.err;
     }
     EXPECT_EQ(refusals, c2info_test::slurp(C2INFO_SIM_GOLDEN_DIR "/malformed-scenarios.txt"));

@@ -390,15 +390,33 @@ TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.out.find("== good.txt\n"), std::string::npos) << result.out;
     EXPECT_EQ(result.err, c2info_test::slurp(C2INFO_TRIAGE_GOLDEN));
-    // Bad command lines are usage errors; a page that cannot be written fails the run.
-    for (const auto& [command, status] :
-         std::vector<std::pair<const char*, int>>{{" --xml good.txt", 2},
-                                                  {" good.txt --html", 2},
-                                                  {" --jobs 2x good.txt", 2},
-                                                  {" --html page.html good.txt", 0},
-                                                  {" --html /dev/full good.txt", 1},
-                                                  {" --html missing/page.html good.txt", 1}}) {
-        EXPECT_EQ(run(C2INFO_TRIAGE + std::string(command)).status, status) << command;
+    // Bad command lines are usage errors, each told on one line; a page that
+    // cannot be written fails the run.
+    struct Case {
+        const char* arguments;
+        int status;
+        const char* usageError;
+    };
+    for (const Case& c : {
+                 Case{" --xml good.txt", 2, "The following argument was not expected: --xml"},
+                 Case{" good.txt --html", 2, "--html: 1 required FILE missing"},
+                 Case{" --jobs 2x good.txt", 2, "--jobs: Value 2x not in range 1 to 256"},
+                 Case{" --jobs 0 good.txt", 2, "--jobs: Value 0 not in range 1 to 256"},
+                 Case{" --jobs 257 good.txt", 2, "--jobs: Value 257 not in range 1 to 256"},
+                 Case{" --csv --html page.html good.txt", 2, "--csv excludes --html"},
+                 Case{" --jobs 256", 2, "INPUT is required"},
+                 Case{" --jobs 256 good.txt", 0, nullptr},
+                 Case{" --html page.html good.txt", 0, nullptr},
+                 Case{" --html /dev/full good.txt", 1, nullptr},
+                 Case{" --html missing/page.html good.txt", 1, nullptr},
+         }) {
+        SCOPED_TRACE(c.arguments);
+        Outcome result = run(C2INFO_TRIAGE + std::string(c.arguments));
+        EXPECT_EQ(result.status, c.status);
+        if (c.usageError != nullptr) {
+            EXPECT_EQ(result.err,
+                      "c2info-triage: " + std::string(c.usageError) + " (see --help)\n");
+        }
     }
     // A directory stands for its .zip and .txt files below it, in sorted order.
     std::filesystem::create_directories(path("fleet/deeper"));
