@@ -91,15 +91,10 @@ InfoReturn Codec2InfoService::describeCurrentBuffer_l(uint32_t uniqueStreamId,
 
     // The component binds the buffer from inside the call, with our lock
     // held; bindCaptured() takes no lock for that reason.
-    const native_handle_t* before = mCapturedHandle.load();
     if (!callComponent("getCurrentVDECBuffer", "captureBufferCb", callbacks->captureBufferCb)) {
         return InfoReturn::FAILURE;
     }
-    const native_handle_t* captured = mCapturedHandle.load();
-    if (captured != nullptr && captured != before) {
-        mCapturedStreamHandle = captured;
-        mCapturedStreamId = uniqueStreamId;
-    }
+    const native_handle_t* captured = mCaptured.binding_l().handle;
     if (captured == nullptr) {
         logText(ANDROID_LOG_ERROR, "getCurrentVDECBuffer fail, uniqueStreamId = %u",
                 uniqueStreamId);
@@ -150,7 +145,7 @@ Return<InfoReturn> Codec2InfoService::releaseVDECBuffer(uint32_t uniqueStreamId)
     if (!callComponent(kFunction, "releaseBufferCb", callbacks->releaseBufferCb)) {
         return InfoReturn::FAILURE;
     }
-    mCapturedHandle = nullptr;
+    mCaptured.clear_l();
     return InfoReturn::SUCCESS;
 }
 
@@ -169,17 +164,16 @@ Return<InfoReturn> Codec2InfoService::enableCapture(uint32_t uniqueStreamId, boo
                                                              : InfoReturn::FAILURE;
 }
 
-// A stream that goes takes the buffer its component bound with it: a later
-// capture of another stream must not report it.
+// A stream that goes takes the buffer bound for it with it, wherever and
+// however it was bound: a later capture of another stream must not report
+// it once its component may have freed it.
 void Codec2InfoService::forgetCapturedBuffer_l(uint32_t uniqueStreamId) {
-    if (mCapturedStreamHandle == nullptr || mCapturedStreamId != uniqueStreamId) return;
-    const native_handle_t* bound = mCapturedStreamHandle;
-    mCapturedHandle.compare_exchange_strong(bound, nullptr);
-    mCapturedStreamHandle = nullptr;
+    mCaptured.forget_l(uniqueStreamId);
 }
 
 // Takes no lock: components call it from inside captureBufferCb, which runs
-// under the main lock. One slot serves the whole service; id is only logged.
+// under the main lock, and from threads of their own. One slot serves the
+// whole service; id names the stream the buffer goes with.
 Return<InfoReturn> Codec2InfoService::bindCaptured(uint32_t id, const hidl_handle& handle) {
     const native_handle_t* buffer = handle.getNativeHandle();
     if (buffer == nullptr) {
@@ -187,7 +181,7 @@ Return<InfoReturn> Codec2InfoService::bindCaptured(uint32_t id, const hidl_handl
         return InfoReturn::FAILURE;
     }
     logDebugText("[%d] bind()... ", static_cast<int>(id));
-    mCapturedHandle = buffer;
+    mCaptured.bind(buffer, id);
     return InfoReturn::SUCCESS;
 }
 

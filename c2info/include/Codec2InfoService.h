@@ -2,6 +2,7 @@
 // the component callbacks, frame capture, drop modes and diagnostics.
 #pragma once
 
+#include <CaptureSlot.h>
 #include <Codec2InfoDebugTarget.h>
 #include <Codec2InfoInternal.h>
 #include <DebugDescription.h>
@@ -252,8 +253,8 @@ private:
     RankedMutex mPostLock{RankedMutex::kPost};
     // Guards the registry, the stream and event listener tables, the
     // callbacks and the monitor state. The information-listener maps and the
-    // debug targets have locks of their own; the converter, the captured
-    // handle, the drop mode and the id counters are atomic.
+    // debug targets have locks of their own; the converter, the drop mode
+    // and the id counters are atomic, and a bind needs no lock (CaptureSlot).
     RankedMutex mLock{RankedMutex::kMain};
     // Guards the three information-listener maps only; nothing is called
     // while it is held. A stream listener may register an information
@@ -265,8 +266,9 @@ private:
     std::map<uint32_t, sp<ICmtInfoServiceListener>> mInfoListeners;
     std::map<uint32_t, std::vector<uint64_t>> mInfoListenIds;
     std::map<uint32_t, bool> mInfoListenerActive;
-    // The buffer the component bound last: borrowed, never freed here.
-    std::atomic<const native_handle_t*> mCapturedHandle{nullptr};
+    // The buffer a component bound last, with the stream id it bound it
+    // for: borrowed, never freed here.
+    CaptureSlot mCaptured;
     std::atomic<uint32_t> mMode{0};
     std::atomic<int64_t> mBootCompleteTime{0};
     std::atomic<uint32_t> mStreamListenerId{0};
@@ -298,10 +300,6 @@ private:
     // mLock. Not a lock: other streams come and go meanwhile.
     std::map<uint32_t, uint32_t> mCaptureAnswers;
     std::condition_variable_any mCaptureAnswered;
-    // The captured handle that a capture of mCapturedStreamId had its
-    // component bind: forgotten when that stream goes. Guarded by mLock.
-    const native_handle_t* mCapturedStreamHandle = nullptr;
-    uint32_t mCapturedStreamId = 0;
     // The stream ids of mStreamList, changed at the very points where the
     // list changes, for registerListener, which must not wait for mLock.
     std::multiset<uint32_t> mLiveStreamIds;

@@ -207,6 +207,40 @@ TEST_F(HostileClientTest, NothingFreesACapturedBufferBeforeTheClientHasIt) {
     }
 }
 
+// Before, only a bind inside a capture that returned was its stream's: a
+// buffer bound before the callable threw, or outside any capture, outlived
+// its stream and was reported to a capture of another.
+TEST_F(HostileClientTest, AStreamTakesItsBufferWithItHoweverItWasBound) {
+    struct Case {
+        const char* name;
+        bool insideCapture;
+    } cases[] = {{"bound, then the callable threw", true}, {"bound outside a capture", false}};
+    uint32_t id = 0;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        CapturingComponent binding, idle;
+        std::shared_ptr<Callbacks> callbacks = binding.callbacks(++id, true);
+        for (uint32_t stream : {id, id + 100})
+            Codec2InfoInternal::addStreamInfo(makeStream(stream));
+        callbacks->captureBufferCb = [bind = callbacks->captureBufferCb] {
+            bind();
+            throw std::runtime_error("after the bind");
+        };
+        Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, id);
+        Codec2InfoInternal::setCodec2InfoServiceCallback(idle.callbacks(id + 100, false), id + 100);
+        if (c.insideCapture) {
+            mService->getCurrentVDECBuffer(id, [](auto&&...) {});
+        } else {
+            Codec2InfoInternal::bindCaptured(id, hidl_handle(binding.buffer));
+        }
+        EXPECT_EQ(Codec2InfoInternal::removeStreamInfoByUniqueId(id), InfoReturn::SUCCESS);
+        auto capture = answerOf<InfoReturn, CAPTURE_BUFFER_DESCRIPTION>(
+                [&](auto cb) { mService->getCurrentVDECBuffer(id + 100, cb); });
+        EXPECT_EQ(std::get<0>(capture.second), InfoReturn::FAILURE);
+        EXPECT_EQ(std::get<1>(capture.second).buffer.getNativeHandle(), nullptr);
+    }
+}
+
 // A client tears down by unregistering, then dropping its listener: the
 // service must not be inside the listener after the unregister returned.
 TEST_F(HostileClientTest, UnregisteringWaitsForTheNotificationInFlight) {
