@@ -184,10 +184,17 @@ private:
     void setCallbacks(const Callbacks& cb, uint32_t uniqueStreamId);
     // The callbacks of a stream, or null; never adds an entry.
     std::shared_ptr<Callbacks> findCallbacks_l(uint32_t uniqueStreamId);
-    // Asks the stream's component for its current buffer and describes it.
-    InfoReturn describeCurrentBuffer_l(uint32_t uniqueStreamId, CAPTURE_BUFFER_DESCRIPTION* desc);
-    // Waits until no other thread is answering a capture of the stream, so
-    // that its component is not told to free a buffer a client still reads.
+    // Asks the stream's component for its current buffer and describes it;
+    // *boundFor is the stream id the buffer was bound for.
+    InfoReturn describeCurrentBuffer_l(uint32_t uniqueStreamId, CAPTURE_BUFFER_DESCRIPTION* desc,
+                                       uint32_t* boundFor);
+    // An answer in flight counts once for each stream it keeps: the one asked
+    // and the one its buffer was bound for.
+    void countCaptureAnswer_l(uint32_t asked, uint32_t boundFor);
+    void uncountCaptureAnswer_l(uint32_t asked, uint32_t boundFor);
+    // Waits until no other thread is answering a capture that keeps the
+    // stream, so that its component is not told to free a buffer a client
+    // still reads.
     // False, with the refusal logged, where waiting could wait for a thread
     // that waits for this one.
     bool awaitCaptureAnswers_l(MuxLock& lock, uint32_t uniqueStreamId, const char* function);
@@ -295,9 +302,10 @@ private:
     // Serves "enable" and "disable" one at a time, so that an "enable"
     // never meets a "disable" that is still joining the monitor.
     RankedMutex mDebugCommandLock{RankedMutex::kDebugCommand};
-    // The captures of each stream whose client is being answered, and the
-    // wake-up of the releases and removals that wait for them. Guarded by
-    // mLock. Not a lock: other streams come and go meanwhile.
+    // The answers in flight that keep each stream (the stream asked, and
+    // the stream the buffer was bound for), and the wake-up of the releases
+    // and removals that wait for them. Guarded by mLock. Not a lock: other
+    // streams come and go meanwhile.
     std::map<uint32_t, uint32_t> mCaptureAnswers;
     std::condition_variable_any mCaptureAnswered;
     // The stream ids of mStreamList, changed at the very points where the

@@ -158,32 +158,34 @@ struct CapturingComponent {
 
 // Before, a release or the stream's removal on another thread let the
 // component free the buffer while the client was still being answered with
-// it (under ASan, reading the handle below was a use after free).
-// The answer holds no lock: only what would free the buffer being read
-// waits for it; another stream comes and goes meanwhile.
+// it (under ASan, reading the handle below was a use after free); and the
+// stream that had bound the buffer another stream's capture reported could
+// free it at any time. The answer holds no lock: only what would free the
+// buffer being read waits for it; another stream comes and goes meanwhile.
 TEST_F(HostileClientTest, NothingFreesACapturedBufferBeforeTheClientHasIt) {
+    auto release = [&](uint32_t id, CapturingComponent&) {
+        EXPECT_EQ(mService->releaseVDECBuffer(id), InfoReturn::SUCCESS);
+    };
+    auto removal = [](uint32_t id, CapturingComponent& component) {
+        EXPECT_EQ(Codec2InfoInternal::removeStreamInfoByUniqueId(id), InfoReturn::SUCCESS);
+        component.freeBuffer();
+    };
     struct Case {
         const char* name;
         std::function<void(uint32_t, CapturingComponent&)> free;
         bool waits;
+        uint32_t asked;  // from the id: 100 is a stream whose component binds nothing
     } cases[] = {
-            {"release",
-             [&](uint32_t id, CapturingComponent&) {
-                 EXPECT_EQ(mService->releaseVDECBuffer(id), InfoReturn::SUCCESS);
-             },
-             true},
-            {"removal",
-             [](uint32_t id, CapturingComponent& component) {
-                 EXPECT_EQ(Codec2InfoInternal::removeStreamInfoByUniqueId(id), InfoReturn::SUCCESS);
-                 component.freeBuffer();
-             },
-             true},
+            {"release", release, true, 0},
+            {"removal", removal, true, 0},
             {"another stream's removal",
              [](uint32_t id, CapturingComponent&) {
                  EXPECT_EQ(Codec2InfoInternal::removeStreamInfoByUniqueId(id + 100),
                            InfoReturn::SUCCESS);
              },
-             false},
+             false, 0},
+            {"release of the stream that bound it", release, true, 100},
+            {"removal of the stream that bound it", removal, true, 100},
     };
     uint32_t id = 0;
     for (const Case& c : cases) {
@@ -192,9 +194,12 @@ TEST_F(HostileClientTest, NothingFreesACapturedBufferBeforeTheClientHasIt) {
         Codec2InfoInternal::addStreamInfo(makeStream(++id));
         Codec2InfoInternal::addStreamInfo(makeStream(id + 100));
         Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(id, true), id);
+        Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(id + 100, false),
+                                                         id + 100);
+        Codec2InfoInternal::bindCaptured(id, hidl_handle(component.buffer));
         std::future<void> freeing;
         mService->getCurrentVDECBuffer(
-                id, [&](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION& d) {
+                id + c.asked, [&](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION& d) {
                     ASSERT_EQ(ret, InfoReturn::SUCCESS);
                     freeing = std::async(std::launch::async, [&] { c.free(id, component); });
                     auto done = freeing.wait_for(std::chrono::milliseconds(c.waits ? 100 : 5000));
