@@ -246,6 +246,56 @@ TEST_F(HostileClientTest, AStreamTakesItsBufferWithItHoweverItWasBound) {
     }
 }
 
+// A client on another thread reads stream 1's buffer. A release of stream 1
+// asked from inside another capture's answer, or under the post lock, may
+// come from the very thread that client waits for: it is refused at once,
+// and the buffer stays the client's.
+TEST_F(HostileClientTest, AReleaseThatCouldWaitForItsOwnWaiterIsRefused) {
+    CapturingComponent one, two;
+    for (uint32_t id : {1u, 2u}) Codec2InfoInternal::addStreamInfo(makeStream(id));
+    Codec2InfoInternal::setCodec2InfoServiceCallback(one.callbacks(1, true), 1);
+    Codec2InfoInternal::setCodec2InfoServiceCallback(two.callbacks(2, true), 2);
+    sp<InfoEar> app = new InfoEar("app");
+    mService->registerListener(2, app, {});
+    InfoReturn released;
+    bool stillReading;
+    std::atomic<bool> reading{false};
+    auto releaseOne = [&](auto&&...) {
+        released = mService->releaseVDECBuffer(1);
+        stillReading = reading;
+    };
+    app->then = releaseOne;
+    struct Case {
+        const char* name;
+        std::function<void()> callOut;  // ends up in releaseOne
+    } cases[] = {
+            {"another capture's answer", [&] { mService->getCurrentVDECBuffer(2, releaseOne); }},
+            {"an information listener",
+             [] { Codec2InfoInternal::postCodec2EventToAPK(2, NotifyEvent::HDR_CHANGE); }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::promise<void> entered, leave;
+        std::future<void> client = std::async(std::launch::async, [&] {
+            mService->getCurrentVDECBuffer(1, [&](auto&&...) {
+                reading = true;
+                entered.set_value();
+                leave.get_future().wait_for(std::chrono::seconds(5));
+                reading = false;
+            });
+        });
+        entered.get_future().wait();
+        released = InfoReturn::SUCCESS;
+        stillReading = false;
+        c.callOut();
+        leave.set_value();
+        client.get();
+        EXPECT_EQ(released, InfoReturn::FAILURE);
+        EXPECT_TRUE(stillReading) << "waited for the client";
+        EXPECT_FALSE(one.freed);
+    }
+}
+
 // A client tears down by unregistering, then dropping its listener: the
 // service must not be inside the listener after the unregister returned.
 TEST_F(HostileClientTest, UnregisteringWaitsForTheNotificationInFlight) {
