@@ -74,6 +74,10 @@ Return<void> Codec2InfoService::getCurrentVDECBuffer(uint32_t uniqueStreamId,
     return Void();
 }
 
+bool Codec2InfoService::answeringCapture() {
+    return !tAnswering.empty();
+}
+
 void Codec2InfoService::countCaptureAnswer_l(uint32_t asked, uint32_t boundFor) {
     ++mCaptureAnswers[asked];
     if (boundFor != asked) ++mCaptureAnswers[boundFor];
@@ -102,7 +106,7 @@ bool Codec2InfoService::awaitCaptureAnswers_l(MuxLock& lock, uint32_t uniqueStre
     // An answer counts as held below every lock: a thread that holds one of
     // them, or is answering a capture itself, may be what the other answer
     // waits for.
-    if (RankedMutex::heldBelowRank(RankedMutex::kMain) || !tAnswering.empty()) {
+    if (RankedMutex::heldBelowRank(RankedMutex::kMain) || answeringCapture()) {
         logRefusal(function);
         return false;
     }

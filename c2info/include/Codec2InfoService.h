@@ -161,6 +161,9 @@ private:
     // listener or component, and the entry point must refuse at once.
     static bool calledFromCallback(RankedMutex::Rank rank, const char* function);
     static void logRefusal(const char* function);
+    // True when this thread is inside a capture's answer: a release or
+    // removal on another thread may be waiting for it to return.
+    static bool answeringCapture();
     // The post lock, taken to wait for a notification of the information
     // listener in flight, unless this thread holds a lock already: then it
     // is the thread telling the listener, or one the notification may wait

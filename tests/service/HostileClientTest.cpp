@@ -25,28 +25,60 @@ using ::vendor::larkspan::hardware::c2::info::V1_0::CAPTURE_BUFFER_DESCRIPTION;
 
 class HostileClientTest : public ServiceTest {
 protected:
+    void debugOn(int fd, const std::vector<std::string>& words) {
+        native_handle_t* handle = native_handle_create(1, 0);
+        handle->data[0] = fd;
+        mService->debug(hidl_handle(handle), hidl_vec<hidl_string>(words.begin(), words.end()));
+        native_handle_delete(handle);
+    }
     // debug() on the write end of a pipe, on a thread of its own.
     std::future<void> debugInto(int fd, std::vector<std::string> words) {
-        return std::async(std::launch::async, [this, fd, words] {
-            native_handle_t* handle = native_handle_create(1, 0);
-            handle->data[0] = fd;
-            mService->debug(hidl_handle(handle), hidl_vec<hidl_string>(words.begin(), words.end()));
-            native_handle_delete(handle);
-        });
+        return std::async(std::launch::async, [this, fd, words] { debugOn(fd, words); });
+    }
+    // A pipe whose write end has no room and blocks.
+    static void fillPipe(int ends[2]) {
+        ASSERT_EQ(pipe(ends), 0);
+        fcntl(ends[1], F_SETPIPE_SZ, 4096);
+        fcntl(ends[1], F_SETFL, O_NONBLOCK);
+        while (write(ends[1], "x", 1) == 1) {
+        }
+        fcntl(ends[1], F_SETFL, 0);
     }
 };
+
+// A component whose buffer is freed when the client releases it or the
+// stream goes, as a decoder's is.
+struct CapturingComponent {
+    CapturingComponent() : buffer(native_handle_create(1, 0)) {
+        buffer->data[0] = memfd_create("capture", MFD_CLOEXEC);
+    }
+    ~CapturingComponent() { freeBuffer(); }
+    std::shared_ptr<Callbacks> callbacks(uint32_t id, bool binds) {
+        auto cb = std::make_shared<Callbacks>();
+        cb->captureBufferCb = [this, id, binds] {
+            if (binds) Codec2InfoInternal::bindCaptured(id, hidl_handle(buffer));
+        };
+        cb->releaseBufferCb = [this] { freeBuffer(); };
+        return cb;
+    }
+    void freeBuffer() {
+        if (freed.exchange(true)) return;
+        native_handle_close(buffer);
+        native_handle_delete(buffer);
+    }
+    native_handle_t* buffer;
+    std::atomic<bool> freed{false};
+};
+
+const char* const kAbandoned =
+        "  E/service_tests: [debug] debug output abandoned: the reader is gone or stalled";
 
 // Before, the report was written with the main lock held: the component
 // below waited for as long as nobody read; and every request took the
 // debug-command lock, so help waited too.
 TEST_F(HostileClientTest, AReaderWhoNeverReadsHoldsUpNothingButItsOwnRequest) {
     int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    fcntl(ends[1], F_SETPIPE_SZ, 4096);
-    fcntl(ends[1], F_SETFL, O_NONBLOCK);
-    while (write(ends[1], "x", 1) == 1) {
-    }
-    fcntl(ends[1], F_SETFL, 0);
+    fillPipe(ends);
 
     logIntoTranscript();
     std::future<void> request = debugInto(ends[1], {});
@@ -55,9 +87,57 @@ TEST_F(HostileClientTest, AReaderWhoNeverReadsHoldsUpNothingButItsOwnRequest) {
     EXPECT_EQ(linesOf(runDebug(*mService, {"--help"})).at(1), "Usage: ");
     EXPECT_EQ(request.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     request.get();
-    EXPECT_EQ(transcribed("  E/service_tests: [debug] debug output abandoned: the reader is gone "
-                          "or stalled"),
-              1u);
+    EXPECT_EQ(transcribed(kAbandoned), 1u);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+// Before, a request made from inside a call out of the service waited up to
+// 2 s for a reader who took nothing, and whoever waited for that call (for
+// the lock it was made under, or for the capture's answer) waited as long.
+TEST_F(HostileClientTest, ARequestFromInsideTheServiceWaitsForNoReader) {
+    int ends[2];
+    fillPipe(ends);
+    std::function<void()> request;
+    CapturingComponent component;
+    std::shared_ptr<Callbacks> callbacks = component.callbacks(1, true);
+    callbacks->enableCaptureCb = [&](bool, uint64_t) { request(); };
+    callbacks->releaseBufferCb = [] {};
+    Codec2InfoInternal::addStreamInfo(makeStream(1));
+    Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, 1);
+    sp<InfoEar> app = new InfoEar("app");
+    app->then = [&](const std::string&) { request(); };
+    mService->registerListener(1, app, {});
+    struct Case {
+        const char* name;
+        std::function<void()> callOut;  // ends up in request()
+        std::function<void()> waitForIt;
+    } cases[] = {
+            {"a component's callable", [&] { mService->enableCapture(1, true, 0); },
+             [&] { mService->getStreamList([](auto&&...) {}); }},
+            {"an information listener",
+             [] { Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::HDR_CHANGE); },
+             [&] { mService->registerListener(1, app, {}); }},
+            {"a capture's answer",
+             [&] { mService->getCurrentVDECBuffer(1, [&](auto&&...) { request(); }); },
+             [&] { mService->releaseVDECBuffer(1); }},
+    };
+    logIntoTranscript();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::promise<void> entered;
+        request = [&] {
+            entered.set_value();
+            debugOn(ends[1], {"--help"});
+        };
+        std::future<void> calling = std::async(std::launch::async, c.callOut);
+        entered.get_future().wait();
+        auto start = std::chrono::steady_clock::now();
+        c.waitForIt();
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
+        calling.get();
+    }
+    EXPECT_EQ(transcribed(kAbandoned), 3u);
     close(ends[0]);
     close(ends[1]);
 }
@@ -131,30 +211,6 @@ TEST_F(HostileClientTest, AReaderWhoClosedItsEndDoesNotEndTheProcess) {
     close(ends[1]);
     EXPECT_EQ(linesOf(runDebug(*mService, {"--help"})).at(1), "Usage: ");
 }
-
-// A component whose buffer is freed when the client releases it or the
-// stream goes, as a decoder's is.
-struct CapturingComponent {
-    CapturingComponent() : buffer(native_handle_create(1, 0)) {
-        buffer->data[0] = memfd_create("capture", MFD_CLOEXEC);
-    }
-    ~CapturingComponent() { freeBuffer(); }
-    std::shared_ptr<Callbacks> callbacks(uint32_t id, bool binds) {
-        auto cb = std::make_shared<Callbacks>();
-        cb->captureBufferCb = [this, id, binds] {
-            if (binds) Codec2InfoInternal::bindCaptured(id, hidl_handle(buffer));
-        };
-        cb->releaseBufferCb = [this] { freeBuffer(); };
-        return cb;
-    }
-    void freeBuffer() {
-        if (freed.exchange(true)) return;
-        native_handle_close(buffer);
-        native_handle_delete(buffer);
-    }
-    native_handle_t* buffer;
-    std::atomic<bool> freed{false};
-};
 
 // Before, a release or the stream's removal on another thread let the
 // component free the buffer while the client was still being answered with
