@@ -16,15 +16,25 @@ namespace implementation {
 
 namespace {
 
-// The streams whose capture this thread is answering, innermost last. A
-// release or removal from inside an answer does not wait for that answer.
-thread_local std::vector<uint32_t> tAnswering;
+// A capture whose client this thread is answering: the stream asked, and
+// the stream whose id the buffer was bound for, which may be another. The
+// answer keeps both from freeing the buffer until it returns.
+struct Answer {
+    uint32_t asked;
+    uint32_t boundFor;
+    bool pins(uint32_t streamId) const { return streamId == asked || streamId == boundFor; }
+};
+
+// The answers this thread is in, innermost last. A release or removal from
+// inside an answer does not wait for that answer.
+thread_local std::vector<Answer> tAnswering;
 
 }  // namespace
 
 // The client is answered with no lock held, so that it may hand the buffer
 // back, post or ask for debug output from inside its answer; a release or
-// the stream's removal on another thread waits for the answer instead.
+// removal on another thread of the stream asked, or of the stream the buffer
+// was bound for, waits for the answer instead.
 Return<void> Codec2InfoService::getCurrentVDECBuffer(uint32_t uniqueStreamId,
                                                      getCurrentVDECBuffer_cb cb) {
     const char* kFunction = "getCurrentVDECBuffer";
@@ -35,10 +45,11 @@ Return<void> Codec2InfoService::getCurrentVDECBuffer(uint32_t uniqueStreamId,
         return Void();
     }
     InfoReturn result;
+    uint32_t boundFor = uniqueStreamId;
     {
         MuxGuard lock(mLock);
-        result = describeCurrentBuffer_l(uniqueStreamId, &desc);
-        if (result == InfoReturn::SUCCESS) ++mCaptureAnswers[uniqueStreamId];
+        result = describeCurrentBuffer_l(uniqueStreamId, &desc, &boundFor);
+        if (result == InfoReturn::SUCCESS) countCaptureAnswer_l(uniqueStreamId, boundFor);
     }
     logDebugLine(654, kFunction, "unlock");
     if (result != InfoReturn::SUCCESS) {
@@ -49,19 +60,36 @@ Return<void> Codec2InfoService::getCurrentVDECBuffer(uint32_t uniqueStreamId,
     // out, a client that throws included.
     struct InFlight {
         Codec2InfoService* service;
-        uint32_t streamId;
+        Answer answer;
         ~InFlight() {
             tAnswering.pop_back();
             MuxGuard lock(service->mLock);
-            auto answers = service->mCaptureAnswers.find(streamId);
-            if (--answers->second == 0) service->mCaptureAnswers.erase(answers);
+            service->uncountCaptureAnswer_l(answer.asked, answer.boundFor);
             service->mCaptureAnswered.notify_all();
         }
     };
-    tAnswering.push_back(uniqueStreamId);
-    InFlight inFlight{this, uniqueStreamId};
+    tAnswering.push_back({uniqueStreamId, boundFor});
+    InFlight inFlight{this, tAnswering.back()};
     cb(result, desc);
     return Void();
+}
+
+bool Codec2InfoService::answeringCapture() {
+    return !tAnswering.empty();
+}
+
+void Codec2InfoService::countCaptureAnswer_l(uint32_t asked, uint32_t boundFor) {
+    ++mCaptureAnswers[asked];
+    if (boundFor != asked) ++mCaptureAnswers[boundFor];
+}
+
+void Codec2InfoService::uncountCaptureAnswer_l(uint32_t asked, uint32_t boundFor) {
+    auto uncount = [this](uint32_t streamId) {
+        auto answers = mCaptureAnswers.find(streamId);
+        if (--answers->second == 0) mCaptureAnswers.erase(answers);
+    };
+    uncount(asked);
+    if (boundFor != asked) uncount(boundFor);
 }
 
 bool Codec2InfoService::awaitCaptureAnswers_l(MuxLock& lock, uint32_t uniqueStreamId,
@@ -69,14 +97,16 @@ bool Codec2InfoService::awaitCaptureAnswers_l(MuxLock& lock, uint32_t uniqueStre
     auto answeredElsewhere = [&] {
         auto answers = mCaptureAnswers.find(uniqueStreamId);
         if (answers == mCaptureAnswers.end()) return false;
-        auto mine = std::count(tAnswering.begin(), tAnswering.end(), uniqueStreamId);
+        auto mine = std::count_if(tAnswering.begin(), tAnswering.end(), [&](const Answer& answer) {
+            return answer.pins(uniqueStreamId);
+        });
         return answers->second > static_cast<uint32_t>(mine);
     };
     if (!answeredElsewhere()) return true;
     // An answer counts as held below every lock: a thread that holds one of
     // them, or is answering a capture itself, may be what the other answer
     // waits for.
-    if (RankedMutex::heldBelowRank(RankedMutex::kMain) || !tAnswering.empty()) {
+    if (RankedMutex::heldBelowRank(RankedMutex::kMain) || answeringCapture()) {
         logRefusal(function);
         return false;
     }
@@ -85,27 +115,24 @@ bool Codec2InfoService::awaitCaptureAnswers_l(MuxLock& lock, uint32_t uniqueStre
 }
 
 InfoReturn Codec2InfoService::describeCurrentBuffer_l(uint32_t uniqueStreamId,
-                                                      CAPTURE_BUFFER_DESCRIPTION* desc) {
+                                                      CAPTURE_BUFFER_DESCRIPTION* desc,
+                                                      uint32_t* boundFor) {
     std::shared_ptr<Callbacks> callbacks = findCallbacks_l(uniqueStreamId);
     if (callbacks == nullptr || !callbacks->captureBufferCb) return InfoReturn::FAILURE;
 
     // The component binds the buffer from inside the call, with our lock
     // held; bindCaptured() takes no lock for that reason.
-    const native_handle_t* before = mCapturedHandle.load();
     if (!callComponent("getCurrentVDECBuffer", "captureBufferCb", callbacks->captureBufferCb)) {
         return InfoReturn::FAILURE;
     }
-    const native_handle_t* captured = mCapturedHandle.load();
-    if (captured != nullptr && captured != before) {
-        mCapturedStreamHandle = captured;
-        mCapturedStreamId = uniqueStreamId;
-    }
-    if (captured == nullptr) {
+    CaptureSlot::Binding captured = mCaptured.binding_l();
+    if (captured.handle == nullptr) {
         logText(ANDROID_LOG_ERROR, "getCurrentVDECBuffer fail, uniqueStreamId = %u",
                 uniqueStreamId);
         return InfoReturn::FAILURE;
     }
-    desc->buffer = captured;
+    desc->buffer = captured.handle;
+    *boundFor = captured.streamId;
 
     // A buffer without a registered stream is still reported, with no
     // geometry: the client gets what the component bound.
@@ -150,7 +177,7 @@ Return<InfoReturn> Codec2InfoService::releaseVDECBuffer(uint32_t uniqueStreamId)
     if (!callComponent(kFunction, "releaseBufferCb", callbacks->releaseBufferCb)) {
         return InfoReturn::FAILURE;
     }
-    mCapturedHandle = nullptr;
+    mCaptured.clear_l();
     return InfoReturn::SUCCESS;
 }
 
@@ -169,17 +196,16 @@ Return<InfoReturn> Codec2InfoService::enableCapture(uint32_t uniqueStreamId, boo
                                                              : InfoReturn::FAILURE;
 }
 
-// A stream that goes takes the buffer its component bound with it: a later
-// capture of another stream must not report it.
+// A stream that goes takes the buffer bound for it with it, wherever and
+// however it was bound: a later capture of another stream must not report
+// it once its component may have freed it.
 void Codec2InfoService::forgetCapturedBuffer_l(uint32_t uniqueStreamId) {
-    if (mCapturedStreamHandle == nullptr || mCapturedStreamId != uniqueStreamId) return;
-    const native_handle_t* bound = mCapturedStreamHandle;
-    mCapturedHandle.compare_exchange_strong(bound, nullptr);
-    mCapturedStreamHandle = nullptr;
+    mCaptured.forget_l(uniqueStreamId);
 }
 
 // Takes no lock: components call it from inside captureBufferCb, which runs
-// under the main lock. One slot serves the whole service; id is only logged.
+// under the main lock, and from threads of their own. One slot serves the
+// whole service; id names the stream the buffer goes with.
 Return<InfoReturn> Codec2InfoService::bindCaptured(uint32_t id, const hidl_handle& handle) {
     const native_handle_t* buffer = handle.getNativeHandle();
     if (buffer == nullptr) {
@@ -187,7 +213,7 @@ Return<InfoReturn> Codec2InfoService::bindCaptured(uint32_t id, const hidl_handl
         return InfoReturn::FAILURE;
     }
     logDebugText("[%d] bind()... ", static_cast<int>(id));
-    mCapturedHandle = buffer;
+    mCaptured.bind(buffer, id);
     return InfoReturn::SUCCESS;
 }
 

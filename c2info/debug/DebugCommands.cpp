@@ -48,9 +48,14 @@ Return<void> Codec2InfoService::debug(const hidl_handle& fd, const hidl_vec<hidl
         logText(ANDROID_LOG_ERROR, "Invalid parameters passed to debug()");
         return Void();
     }
+    // A request made where other threads wait for this one (from inside a
+    // component's callable or a listener, with a service lock held, or from
+    // inside a capture's answer) would keep them waiting for its reader.
+    bool othersWait = RankedMutex::heldFromRank(RankedMutex::kPost) || answeringCapture();
     // Without a stage the handlers would have nowhere to write; the
     // requester has been told so in one line.
-    StagedOutput output(handle->data[0]);
+    StagedOutput output(handle->data[0], othersWait ? std::chrono::milliseconds::zero()
+                                                    : StagedOutput::kStallTimeout);
     if (!output.staged()) return Void();
     cmdOtpions(output, args);
     return Void();

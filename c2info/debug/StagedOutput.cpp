@@ -101,7 +101,8 @@ ReserveStage& reserveStage() {
 
 }  // namespace
 
-StagedOutput::StagedOutput(int requesterFd) : mRequesterFd(requesterFd), mWriteFd(requesterFd) {
+StagedOutput::StagedOutput(int requesterFd, std::chrono::milliseconds stallTimeout)
+    : mRequesterFd(requesterFd), mStallTimeout(stallTimeout), mWriteFd(requesterFd) {
     openRequester();
     openStage();
 }
@@ -198,15 +199,16 @@ void StagedOutput::abandon() {
 }
 
 // Waits for room before every write, as long as the reader took something
-// within the last kStallTimeout: a slow reader gets every byte, one that
-// stopped reading holds the request up for no longer than that.
+// within the stall timeout: a slow reader gets every byte, one that stopped
+// reading holds the request up for no longer than that. Once the time is
+// up, what there is room for still goes, without waiting.
 bool StagedOutput::writeToRequester(const char* data, size_t size) {
     SigpipeBlocked sigpipe;
     Clock::time_point lastProgress = Clock::now();
     while (size > 0) {
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                lastProgress + kStallTimeout - Clock::now());
-        if (left.count() <= 0) return false;
+        auto left = std::max(std::chrono::milliseconds::zero(),
+                             std::chrono::duration_cast<std::chrono::milliseconds>(
+                                     lastProgress + mStallTimeout - Clock::now()));
         pollfd requester{mWriteFd, POLLOUT, 0};
         int ready = poll(&requester, 1, static_cast<int>(left.count()));
         if (ready < 0 && errno == EINTR) continue;
@@ -214,7 +216,11 @@ bool StagedOutput::writeToRequester(const char* data, size_t size) {
             return false;
         }
         ssize_t written = writeOnce(data, std::min(size, mWriteChunk));
-        if (written < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)) continue;
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            if (left.count() == 0) return false;
+            continue;
+        }
         if (written <= 0) {
             if (errno == EPIPE) sigpipe.raised();
             return false;

@@ -20,13 +20,15 @@ namespace implementation {
 class StagedOutput {
 public:
     // How long the reader may take nothing before the rest of the request's
-    // output is given up.
+    // output is given up, where no other thread waits for the request's.
     static constexpr std::chrono::milliseconds kStallTimeout{2000};
     // The most one flush passes on; what a request writes beyond it is
     // replaced by one line saying so.
     static constexpr off_t kStageLimit = off_t{16} << 20;
 
-    explicit StagedOutput(int requesterFd);
+    // With a stallTimeout of zero, the reader gets what it has room for at
+    // once and the rest is given up.
+    StagedOutput(int requesterFd, std::chrono::milliseconds stallTimeout);
     // Flushes what is left.
     ~StagedOutput();
     StagedOutput(const StagedOutput&) = delete;
@@ -51,6 +53,7 @@ private:
     void abandon();
 
     const int mRequesterFd;
+    const std::chrono::milliseconds mStallTimeout;
     // What is written to: mRequesterFd, or a non-blocking file description
     // of the same file opened for the request.
     int mWriteFd;

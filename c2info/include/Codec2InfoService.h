@@ -2,6 +2,7 @@
 // the component callbacks, frame capture, drop modes and diagnostics.
 #pragma once
 
+#include <CaptureSlot.h>
 #include <Codec2InfoDebugTarget.h>
 #include <Codec2InfoInternal.h>
 #include <DebugDescription.h>
@@ -160,6 +161,9 @@ private:
     // listener or component, and the entry point must refuse at once.
     static bool calledFromCallback(RankedMutex::Rank rank, const char* function);
     static void logRefusal(const char* function);
+    // True when this thread is inside a capture's answer: a release or
+    // removal on another thread may be waiting for it to return.
+    static bool answeringCapture();
     // The post lock, taken to wait for a notification of the information
     // listener in flight, unless this thread holds a lock already: then it
     // is the thread telling the listener, or one the notification may wait
@@ -183,10 +187,17 @@ private:
     void setCallbacks(const Callbacks& cb, uint32_t uniqueStreamId);
     // The callbacks of a stream, or null; never adds an entry.
     std::shared_ptr<Callbacks> findCallbacks_l(uint32_t uniqueStreamId);
-    // Asks the stream's component for its current buffer and describes it.
-    InfoReturn describeCurrentBuffer_l(uint32_t uniqueStreamId, CAPTURE_BUFFER_DESCRIPTION* desc);
-    // Waits until no other thread is answering a capture of the stream, so
-    // that its component is not told to free a buffer a client still reads.
+    // Asks the stream's component for its current buffer and describes it;
+    // *boundFor is the stream id the buffer was bound for.
+    InfoReturn describeCurrentBuffer_l(uint32_t uniqueStreamId, CAPTURE_BUFFER_DESCRIPTION* desc,
+                                       uint32_t* boundFor);
+    // An answer in flight counts once for each stream it keeps: the one asked
+    // and the one its buffer was bound for.
+    void countCaptureAnswer_l(uint32_t asked, uint32_t boundFor);
+    void uncountCaptureAnswer_l(uint32_t asked, uint32_t boundFor);
+    // Waits until no other thread is answering a capture that keeps the
+    // stream, so that its component is not told to free a buffer a client
+    // still reads.
     // False, with the refusal logged, where waiting could wait for a thread
     // that waits for this one.
     bool awaitCaptureAnswers_l(MuxLock& lock, uint32_t uniqueStreamId, const char* function);
@@ -252,8 +263,8 @@ private:
     RankedMutex mPostLock{RankedMutex::kPost};
     // Guards the registry, the stream and event listener tables, the
     // callbacks and the monitor state. The information-listener maps and the
-    // debug targets have locks of their own; the converter, the captured
-    // handle, the drop mode and the id counters are atomic.
+    // debug targets have locks of their own; the converter, the drop mode
+    // and the id counters are atomic, and a bind needs no lock (CaptureSlot).
     RankedMutex mLock{RankedMutex::kMain};
     // Guards the three information-listener maps only; nothing is called
     // while it is held. A stream listener may register an information
@@ -265,8 +276,9 @@ private:
     std::map<uint32_t, sp<ICmtInfoServiceListener>> mInfoListeners;
     std::map<uint32_t, std::vector<uint64_t>> mInfoListenIds;
     std::map<uint32_t, bool> mInfoListenerActive;
-    // The buffer the component bound last: borrowed, never freed here.
-    std::atomic<const native_handle_t*> mCapturedHandle{nullptr};
+    // The buffer a component bound last, with the stream id it bound it
+    // for: borrowed, never freed here.
+    CaptureSlot mCaptured;
     std::atomic<uint32_t> mMode{0};
     std::atomic<int64_t> mBootCompleteTime{0};
     std::atomic<uint32_t> mStreamListenerId{0};
@@ -293,15 +305,12 @@ private:
     // Serves "enable" and "disable" one at a time, so that an "enable"
     // never meets a "disable" that is still joining the monitor.
     RankedMutex mDebugCommandLock{RankedMutex::kDebugCommand};
-    // The captures of each stream whose client is being answered, and the
-    // wake-up of the releases and removals that wait for them. Guarded by
-    // mLock. Not a lock: other streams come and go meanwhile.
+    // The answers in flight that keep each stream (the stream asked, and
+    // the stream the buffer was bound for), and the wake-up of the releases
+    // and removals that wait for them. Guarded by mLock. Not a lock: other
+    // streams come and go meanwhile.
     std::map<uint32_t, uint32_t> mCaptureAnswers;
     std::condition_variable_any mCaptureAnswered;
-    // The captured handle that a capture of mCapturedStreamId had its
-    // component bind: forgotten when that stream goes. Guarded by mLock.
-    const native_handle_t* mCapturedStreamHandle = nullptr;
-    uint32_t mCapturedStreamId = 0;
     // The stream ids of mStreamList, changed at the very points where the
     // list changes, for registerListener, which must not wait for mLock.
     std::multiset<uint32_t> mLiveStreamIds;

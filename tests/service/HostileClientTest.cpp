@@ -25,28 +25,60 @@ using ::vendor::larkspan::hardware::c2::info::V1_0::CAPTURE_BUFFER_DESCRIPTION;
 
 class HostileClientTest : public ServiceTest {
 protected:
+    void debugOn(int fd, const std::vector<std::string>& words) {
+        native_handle_t* handle = native_handle_create(1, 0);
+        handle->data[0] = fd;
+        mService->debug(hidl_handle(handle), hidl_vec<hidl_string>(words.begin(), words.end()));
+        native_handle_delete(handle);
+    }
     // debug() on the write end of a pipe, on a thread of its own.
     std::future<void> debugInto(int fd, std::vector<std::string> words) {
-        return std::async(std::launch::async, [this, fd, words] {
-            native_handle_t* handle = native_handle_create(1, 0);
-            handle->data[0] = fd;
-            mService->debug(hidl_handle(handle), hidl_vec<hidl_string>(words.begin(), words.end()));
-            native_handle_delete(handle);
-        });
+        return std::async(std::launch::async, [this, fd, words] { debugOn(fd, words); });
+    }
+    // A pipe whose write end has no room and blocks.
+    static void fillPipe(int ends[2]) {
+        ASSERT_EQ(pipe(ends), 0);
+        fcntl(ends[1], F_SETPIPE_SZ, 4096);
+        fcntl(ends[1], F_SETFL, O_NONBLOCK);
+        while (write(ends[1], "x", 1) == 1) {
+        }
+        fcntl(ends[1], F_SETFL, 0);
     }
 };
+
+// A component whose buffer is freed when the client releases it or the
+// stream goes, as a decoder's is.
+struct CapturingComponent {
+    CapturingComponent() : buffer(native_handle_create(1, 0)) {
+        buffer->data[0] = memfd_create("capture", MFD_CLOEXEC);
+    }
+    ~CapturingComponent() { freeBuffer(); }
+    std::shared_ptr<Callbacks> callbacks(uint32_t id, bool binds) {
+        auto cb = std::make_shared<Callbacks>();
+        cb->captureBufferCb = [this, id, binds] {
+            if (binds) Codec2InfoInternal::bindCaptured(id, hidl_handle(buffer));
+        };
+        cb->releaseBufferCb = [this] { freeBuffer(); };
+        return cb;
+    }
+    void freeBuffer() {
+        if (freed.exchange(true)) return;
+        native_handle_close(buffer);
+        native_handle_delete(buffer);
+    }
+    native_handle_t* buffer;
+    std::atomic<bool> freed{false};
+};
+
+const char* const kAbandoned =
+        "  E/service_tests: [debug] debug output abandoned: the reader is gone or stalled";
 
 // Before, the report was written with the main lock held: the component
 // below waited for as long as nobody read; and every request took the
 // debug-command lock, so help waited too.
 TEST_F(HostileClientTest, AReaderWhoNeverReadsHoldsUpNothingButItsOwnRequest) {
     int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    fcntl(ends[1], F_SETPIPE_SZ, 4096);
-    fcntl(ends[1], F_SETFL, O_NONBLOCK);
-    while (write(ends[1], "x", 1) == 1) {
-    }
-    fcntl(ends[1], F_SETFL, 0);
+    fillPipe(ends);
 
     logIntoTranscript();
     std::future<void> request = debugInto(ends[1], {});
@@ -55,9 +87,57 @@ TEST_F(HostileClientTest, AReaderWhoNeverReadsHoldsUpNothingButItsOwnRequest) {
     EXPECT_EQ(linesOf(runDebug(*mService, {"--help"})).at(1), "Usage: ");
     EXPECT_EQ(request.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     request.get();
-    EXPECT_EQ(transcribed("  E/service_tests: [debug] debug output abandoned: the reader is gone "
-                          "or stalled"),
-              1u);
+    EXPECT_EQ(transcribed(kAbandoned), 1u);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+// Before, a request made from inside a call out of the service waited up to
+// 2 s for a reader who took nothing, and whoever waited for that call (for
+// the lock it was made under, or for the capture's answer) waited as long.
+TEST_F(HostileClientTest, ARequestFromInsideTheServiceWaitsForNoReader) {
+    int ends[2];
+    fillPipe(ends);
+    std::function<void()> request;
+    CapturingComponent component;
+    std::shared_ptr<Callbacks> callbacks = component.callbacks(1, true);
+    callbacks->enableCaptureCb = [&](bool, uint64_t) { request(); };
+    callbacks->releaseBufferCb = [] {};
+    Codec2InfoInternal::addStreamInfo(makeStream(1));
+    Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, 1);
+    sp<InfoEar> app = new InfoEar("app");
+    app->then = [&](const std::string&) { request(); };
+    mService->registerListener(1, app, {});
+    struct Case {
+        const char* name;
+        std::function<void()> callOut;  // ends up in request()
+        std::function<void()> waitForIt;
+    } cases[] = {
+            {"a component's callable", [&] { mService->enableCapture(1, true, 0); },
+             [&] { mService->getStreamList([](auto&&...) {}); }},
+            {"an information listener",
+             [] { Codec2InfoInternal::postCodec2EventToAPK(1, NotifyEvent::HDR_CHANGE); },
+             [&] { mService->registerListener(1, app, {}); }},
+            {"a capture's answer",
+             [&] { mService->getCurrentVDECBuffer(1, [&](auto&&...) { request(); }); },
+             [&] { mService->releaseVDECBuffer(1); }},
+    };
+    logIntoTranscript();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::promise<void> entered;
+        request = [&] {
+            entered.set_value();
+            debugOn(ends[1], {"--help"});
+        };
+        std::future<void> calling = std::async(std::launch::async, c.callOut);
+        entered.get_future().wait();
+        auto start = std::chrono::steady_clock::now();
+        c.waitForIt();
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
+        calling.get();
+    }
+    EXPECT_EQ(transcribed(kAbandoned), 3u);
     close(ends[0]);
     close(ends[1]);
 }
@@ -132,58 +212,36 @@ TEST_F(HostileClientTest, AReaderWhoClosedItsEndDoesNotEndTheProcess) {
     EXPECT_EQ(linesOf(runDebug(*mService, {"--help"})).at(1), "Usage: ");
 }
 
-// A component whose buffer is freed when the client releases it or the
-// stream goes, as a decoder's is.
-struct CapturingComponent {
-    CapturingComponent() : buffer(native_handle_create(1, 0)) {
-        buffer->data[0] = memfd_create("capture", MFD_CLOEXEC);
-    }
-    ~CapturingComponent() { freeBuffer(); }
-    std::shared_ptr<Callbacks> callbacks(uint32_t id, bool binds) {
-        auto cb = std::make_shared<Callbacks>();
-        cb->captureBufferCb = [this, id, binds] {
-            if (binds) Codec2InfoInternal::bindCaptured(id, hidl_handle(buffer));
-        };
-        cb->releaseBufferCb = [this] { freeBuffer(); };
-        return cb;
-    }
-    void freeBuffer() {
-        if (freed.exchange(true)) return;
-        native_handle_close(buffer);
-        native_handle_delete(buffer);
-    }
-    native_handle_t* buffer;
-    std::atomic<bool> freed{false};
-};
-
 // Before, a release or the stream's removal on another thread let the
 // component free the buffer while the client was still being answered with
-// it (under ASan, reading the handle below was a use after free).
-// The answer holds no lock: only what would free the buffer being read
-// waits for it; another stream comes and goes meanwhile.
+// it (under ASan, reading the handle below was a use after free); and the
+// stream that had bound the buffer another stream's capture reported could
+// free it at any time. The answer holds no lock: only what would free the
+// buffer being read waits for it; another stream comes and goes meanwhile.
 TEST_F(HostileClientTest, NothingFreesACapturedBufferBeforeTheClientHasIt) {
+    auto release = [&](uint32_t id, CapturingComponent&) {
+        EXPECT_EQ(mService->releaseVDECBuffer(id), InfoReturn::SUCCESS);
+    };
+    auto removal = [](uint32_t id, CapturingComponent& component) {
+        EXPECT_EQ(Codec2InfoInternal::removeStreamInfoByUniqueId(id), InfoReturn::SUCCESS);
+        component.freeBuffer();
+    };
     struct Case {
         const char* name;
         std::function<void(uint32_t, CapturingComponent&)> free;
         bool waits;
+        uint32_t asked;  // from the id: 100 is a stream whose component binds nothing
     } cases[] = {
-            {"release",
-             [&](uint32_t id, CapturingComponent&) {
-                 EXPECT_EQ(mService->releaseVDECBuffer(id), InfoReturn::SUCCESS);
-             },
-             true},
-            {"removal",
-             [](uint32_t id, CapturingComponent& component) {
-                 EXPECT_EQ(Codec2InfoInternal::removeStreamInfoByUniqueId(id), InfoReturn::SUCCESS);
-                 component.freeBuffer();
-             },
-             true},
+            {"release", release, true, 0},
+            {"removal", removal, true, 0},
             {"another stream's removal",
              [](uint32_t id, CapturingComponent&) {
                  EXPECT_EQ(Codec2InfoInternal::removeStreamInfoByUniqueId(id + 100),
                            InfoReturn::SUCCESS);
              },
-             false},
+             false, 0},
+            {"release of the stream that bound it", release, true, 100},
+            {"removal of the stream that bound it", removal, true, 100},
     };
     uint32_t id = 0;
     for (const Case& c : cases) {
@@ -192,9 +250,12 @@ TEST_F(HostileClientTest, NothingFreesACapturedBufferBeforeTheClientHasIt) {
         Codec2InfoInternal::addStreamInfo(makeStream(++id));
         Codec2InfoInternal::addStreamInfo(makeStream(id + 100));
         Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(id, true), id);
+        Codec2InfoInternal::setCodec2InfoServiceCallback(component.callbacks(id + 100, false),
+                                                         id + 100);
+        Codec2InfoInternal::bindCaptured(id, hidl_handle(component.buffer));
         std::future<void> freeing;
         mService->getCurrentVDECBuffer(
-                id, [&](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION& d) {
+                id + c.asked, [&](InfoReturn ret, const CAPTURE_BUFFER_DESCRIPTION& d) {
                     ASSERT_EQ(ret, InfoReturn::SUCCESS);
                     freeing = std::async(std::launch::async, [&] { c.free(id, component); });
                     auto done = freeing.wait_for(std::chrono::milliseconds(c.waits ? 100 : 5000));
@@ -204,6 +265,90 @@ TEST_F(HostileClientTest, NothingFreesACapturedBufferBeforeTheClientHasIt) {
                 });
         freeing.get();
         EXPECT_EQ(component.freed, c.waits);
+    }
+}
+
+// Before, only a bind inside a capture that returned was its stream's: a
+// buffer bound before the callable threw, or outside any capture, outlived
+// its stream and was reported to a capture of another.
+TEST_F(HostileClientTest, AStreamTakesItsBufferWithItHoweverItWasBound) {
+    struct Case {
+        const char* name;
+        bool insideCapture;
+    } cases[] = {{"bound, then the callable threw", true}, {"bound outside a capture", false}};
+    uint32_t id = 0;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        CapturingComponent binding, idle;
+        std::shared_ptr<Callbacks> callbacks = binding.callbacks(++id, true);
+        for (uint32_t stream : {id, id + 100})
+            Codec2InfoInternal::addStreamInfo(makeStream(stream));
+        callbacks->captureBufferCb = [bind = callbacks->captureBufferCb] {
+            bind();
+            throw std::runtime_error("after the bind");
+        };
+        Codec2InfoInternal::setCodec2InfoServiceCallback(callbacks, id);
+        Codec2InfoInternal::setCodec2InfoServiceCallback(idle.callbacks(id + 100, false), id + 100);
+        if (c.insideCapture) {
+            mService->getCurrentVDECBuffer(id, [](auto&&...) {});
+        } else {
+            Codec2InfoInternal::bindCaptured(id, hidl_handle(binding.buffer));
+        }
+        EXPECT_EQ(Codec2InfoInternal::removeStreamInfoByUniqueId(id), InfoReturn::SUCCESS);
+        auto capture = answerOf<InfoReturn, CAPTURE_BUFFER_DESCRIPTION>(
+                [&](auto cb) { mService->getCurrentVDECBuffer(id + 100, cb); });
+        EXPECT_EQ(std::get<0>(capture.second), InfoReturn::FAILURE);
+        EXPECT_EQ(std::get<1>(capture.second).buffer.getNativeHandle(), nullptr);
+    }
+}
+
+// A client on another thread reads stream 1's buffer. A release of stream 1
+// asked from inside another capture's answer, or under the post lock, may
+// come from the very thread that client waits for: it is refused at once,
+// and the buffer stays the client's.
+TEST_F(HostileClientTest, AReleaseThatCouldWaitForItsOwnWaiterIsRefused) {
+    CapturingComponent one, two;
+    for (uint32_t id : {1u, 2u}) Codec2InfoInternal::addStreamInfo(makeStream(id));
+    Codec2InfoInternal::setCodec2InfoServiceCallback(one.callbacks(1, true), 1);
+    Codec2InfoInternal::setCodec2InfoServiceCallback(two.callbacks(2, true), 2);
+    sp<InfoEar> app = new InfoEar("app");
+    mService->registerListener(2, app, {});
+    InfoReturn released;
+    bool stillReading;
+    std::atomic<bool> reading{false};
+    auto releaseOne = [&](auto&&...) {
+        released = mService->releaseVDECBuffer(1);
+        stillReading = reading;
+    };
+    app->then = releaseOne;
+    struct Case {
+        const char* name;
+        std::function<void()> callOut;  // ends up in releaseOne
+    } cases[] = {
+            {"another capture's answer", [&] { mService->getCurrentVDECBuffer(2, releaseOne); }},
+            {"an information listener",
+             [] { Codec2InfoInternal::postCodec2EventToAPK(2, NotifyEvent::HDR_CHANGE); }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::promise<void> entered, leave;
+        std::future<void> client = std::async(std::launch::async, [&] {
+            mService->getCurrentVDECBuffer(1, [&](auto&&...) {
+                reading = true;
+                entered.set_value();
+                leave.get_future().wait_for(std::chrono::seconds(5));
+                reading = false;
+            });
+        });
+        entered.get_future().wait();
+        released = InfoReturn::SUCCESS;
+        stillReading = false;
+        c.callOut();
+        leave.set_value();
+        client.get();
+        EXPECT_EQ(released, InfoReturn::FAILURE);
+        EXPECT_TRUE(stillReading) << "waited for the client";
+        EXPECT_FALSE(one.freed);
     }
 }
 

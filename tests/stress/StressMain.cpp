@@ -194,6 +194,11 @@ struct Component {
             Codec2InfoInternal::postCodec2EventToAPK(
                     streamId,
                     random() % 2 ? NotifyEvent::HDR_CHANGE : NotifyEvent::RESOLUTION_CHANGE);
+            // Some decoders bind each new frame as it comes, outside any capture.
+            if (random() % 4 == 0) {
+                (void)Codec2InfoInternal::bindCaptured(streamId, hidl_handle(frame->handle()))
+                        .isOk();
+            }
             if (random() % 16 == 0) {
                 (void)Codec2InfoInternal::removeStreamInfoByUniqueId(streamId).isOk();
                 live = false;
