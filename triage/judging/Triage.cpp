@@ -105,7 +105,7 @@ std::optional<_DiffInfo> lastChangeOf(const Pass& pass, const Snapshot& newer) {
 
 Outcome triageText(std::string path, std::string entry, std::string_view text,
                    const std::vector<std::string>& notes, bool withHistory) {
-    Outcome outcome{std::move(path), std::move(entry), "", "", {}, {}};
+    Outcome outcome{std::move(path), std::move(entry), "", "", "", "", {}, {}};
     if (text.empty()) {
         outcome.error = "empty";
         return outcome;
@@ -158,7 +158,7 @@ Outcome triageInput(const std::string& path, bool withHistory) {
         LoadedInput input = loadInput(path);
         return triageText(path, input.entry, input.text, input.notes, withHistory);
     } catch (const InputError& error) {
-        return {path, "", error.what(), "", {}, {}};
+        return {path, "", "", "", error.what(), "", {}, {}};
     }
 }
 

@@ -28,6 +28,11 @@ struct Outcome {
     std::string path;
     // The zip entry the dump was read from; empty for a text input.
     std::string entry;
+    // A bugreport's build fingerprint and the time dumpstate ran (ISO 8601,
+    // the TV's local time), each as printed when of another shape; empty
+    // for a text input and where the bugreport's header lacks them.
+    std::string build;
+    std::string takenAt;
     // Empty when the input held the service's dump; else why not.
     std::string error;
     // The header, the records used, what was dropped, then the analysis.
