@@ -1,6 +1,7 @@
 #include "DumpReader.h"
 
 #include <DebugFields.h>
+#include <DebugReports.h>
 
 #include <charconv>
 #include <cmath>
@@ -17,6 +18,7 @@ namespace {
 
 using ::vendor::larkspan::hardware::c2::info::implementation::DebugField;
 using ::vendor::larkspan::hardware::c2::info::implementation::findDebugField;
+using ::vendor::larkspan::hardware::c2::info::implementation::invertPostProcess;
 
 // The lines of the report's blocks, as the service prints them: literal
 // text with {field} (an integer), {field:x} (hexadecimal), {field:f} (a
@@ -508,7 +510,8 @@ private:
                     break;
                 case Slot::kPostProcess:
                     integer(value, &snapshot->record.postProcessOff);
-                    snapshot->record.postProcessOff ^= 1;
+                    snapshot->record.postProcessOff =
+                            invertPostProcess(snapshot->record.postProcessOff);
                     break;
                 case Slot::kDecodeFps:
                     decimal(value, &snapshot->record.decodeFps);

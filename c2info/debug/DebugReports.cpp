@@ -74,6 +74,10 @@ const InputSource& inputSourceOf(uint8_t inputSource) {
 
 }  // namespace
 
+uint8_t invertPostProcess(uint8_t postProcess) {
+    return static_cast<uint8_t>(postProcess ^ 1);
+}
+
 int32_t decoderPending(int32_t pop, int32_t skip, int32_t get) {
     return wrappingDiff(wrappingDiff(pop, skip), get);
 }
@@ -103,7 +107,7 @@ void printSnapshot(int fd, uint32_t streamId, const _DebugDescription& d) {
             "hdrType(%d)\n",
             d.sideBand, d.bufferQueue, d.renderMode, d.secureMode, d.inputSource, d.hdrType);
     dprintf(fd, "  inputPassthrough(%d) postProcess(%d) pqType(%d) aiVision(%d)\n",
-            d.inputPassthrough, d.postProcessOff ^ 1, d.pqType, d.aiVision);
+            d.inputPassthrough, invertPostProcess(d.postProcessOff), d.pqType, d.aiVision);
     printDashLine(fd);
     dprintf(fd, "%s", kDecodeHeader);
     dprintf(fd, kDecodeLine, d.decode, d.decodeFps, d.decodeLate, static_cast<long long>(d.workIn),
