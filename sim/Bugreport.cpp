@@ -1,5 +1,6 @@
 #include "Bugreport.h"
 
+#include <DumpLayout.h>
 #include <zip.h>
 
 #include <cstdio>
@@ -10,8 +11,8 @@
 namespace sim {
 namespace {
 
-constexpr const char* kServiceEntry =
-        "lshal-debug/vendor.larkspan.hardware.c2.info@1.0::ICodec2InfoService_default.txt";
+using ::vendor::larkspan::hardware::c2::info::implementation::kServiceEntry;
+
 constexpr const char* kOtherHalEntry =
         "lshal-debug/android.hardware.health@2.1::IHealth_default.txt";
 

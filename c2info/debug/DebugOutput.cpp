@@ -1,10 +1,5 @@
 #include "DebugOutput.h"
 
-#include <android/log.h>
-#include <stdio.h>
-
-#include <string>
-
 namespace vendor {
 namespace larkspan {
 namespace hardware {
@@ -14,49 +9,42 @@ namespace implementation {
 
 namespace {
 
-constexpr int kRuleLength = 99;
-
 // "%m-%d %H:%M:%S" in local time; false when it cannot be formatted.
-bool formatTime(time_t seconds, char (&text)[256]) {
+bool formatSeconds(time_t seconds, char (&text)[256]) {
     tm local;
     if (localtime_r(&seconds, &local) == nullptr) return false;
     return strftime(text, 255, "%m-%d %H:%M:%S", &local) != 0;
 }
 
-long milliseconds(const timespec& time) {
-    return time.tv_nsec / 1000000;
-}
-
 }  // namespace
 
 void printEqualsLine(int fd) {
-    dprintf(fd, "%s\n", std::string(kRuleLength, '=').c_str());
+    dprintf(fd, "%s\n", kEqualsRule.text);
 }
 
 void printDashLine(int fd) {
-    dprintf(fd, "%s\n", std::string(kRuleLength, '-').c_str());
+    dprintf(fd, "%s\n", kDashRule.text);
+}
+
+bool formatTime(timespec time, bool negative, TimeText& text) {
+    char seconds[256];
+    if (!formatSeconds(time.tv_sec, seconds)) return false;
+    snprintf(text, sizeof(text), "%s%s.%03ld", negative ? "-" : "", seconds,
+             time.tv_nsec / 1000000);
+    return true;
 }
 
 void printSystemTime(int fd, const char* label) {
     timespec now;
-    char text[256];
-    if (clock_gettime(CLOCK_REALTIME, &now) != 0 || !formatTime(now.tv_sec, text)) return;
+    TimeText text;
+    if (clock_gettime(CLOCK_REALTIME, &now) != 0 || !formatTime(now, false, text)) return;
     if (label == nullptr) {
-        dprintf(fd, "System Time: %s.%03ld\n", text, milliseconds(now));
+        dprintf(fd, "System Time: %s\n", text);
         return;
     }
-    __android_log_print(ANDROID_LOG_INFO, nullptr, "%s - %s, System Time: %s.%03ld", kDebugBanner,
-                        label, text, milliseconds(now));
-    dprintf(fd, "%s - %s, System Time: %s.%03ld\n", kDebugBanner, label, text, milliseconds(now));
-}
-
-void printTime(int fd, const char* label, timespec time, bool negative) {
-    char text[256];
-    if (!formatTime(time.tv_sec, text)) return;
-    const char* sign = negative ? "-" : "";
-    __android_log_print(ANDROID_LOG_INFO, nullptr, "%s: %s%s.%03ld", label, sign, text,
-                        milliseconds(time));
-    dprintf(fd, "%s: %s%s.%03ld\n", label, sign, text, milliseconds(time));
+    __android_log_print(ANDROID_LOG_INFO, nullptr, "%s - %s, System Time: %s", kDebugBanner, label,
+                        text);
+    dprintf(fd, "%s - %s, System Time: %s\n", kDebugBanner, label, text);
 }
 
 }  // namespace implementation

@@ -18,6 +18,10 @@ namespace implementation {
 // One stream's snapshot block, from its opening rule to its closing one.
 void printSnapshot(int fd, uint32_t streamId, const _DebugDescription& d);
 
+// The record holds whether post-processing is off, the snapshot block
+// shows whether it is on: each is the other with its low bit flipped.
+uint8_t invertPostProcess(uint8_t postProcess);
+
 // The decoders still in a component's hands, pending VDEC: popped, neither
 // skipped nor got, wrapping at 32 bits as the counters do.
 int32_t decoderPending(int32_t pop, int32_t skip, int32_t get);

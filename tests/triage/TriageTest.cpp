@@ -1,6 +1,7 @@
 // c2info-triage: the service's snapshot blocks read back exactly, and the
 // program on bugreports made by c2info-sim and on hostile inputs.
 #include <DebugFields.h>
+#include <DebugOutput.h>
 #include <DebugReports.h>
 #include <Harness.h>
 #include <android/log.h>
@@ -10,6 +11,7 @@
 #include <zip.h>
 
 #include <filesystem>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <random>
 
@@ -20,29 +22,34 @@
 
 namespace {
 
+namespace service = ::vendor::larkspan::hardware::c2::info::implementation;
+using service::DebugField;
+using service::debugFields;
+using service::OwnerLine;
+using service::OwnerVerdict;
+using service::printOwnerLines;
+using service::printSnapshot;
 using triage::_DebugDescription;
-using ::vendor::larkspan::hardware::c2::info::implementation::DebugField;
-using ::vendor::larkspan::hardware::c2::info::implementation::debugFields;
-using ::vendor::larkspan::hardware::c2::info::implementation::OwnerLine;
-using ::vendor::larkspan::hardware::c2::info::implementation::OwnerVerdict;
-using ::vendor::larkspan::hardware::c2::info::implementation::printOwnerLines;
-using ::vendor::larkspan::hardware::c2::info::implementation::printSnapshot;
 
 // The blocks of text printed without the report's own lines.
 const std::vector<triage::Snapshot>& blocksOf(const triage::Dump& dump) {
     return dump.passes.at(0).generations.at(0).snapshots;
 }
 
-std::string printed(uint32_t streamId, const _DebugDescription& record) {
+std::string printedBy(const std::function<void(int fd)>& print) {
     setenv("TZ", "UTC", 1);
     tzset();
     __android_log_set_minimum_priority(ANDROID_LOG_WARN);  // the printer logs its time lines
     int fd = memfd_create("printed", MFD_CLOEXEC);
-    printSnapshot(fd, streamId, record);
+    print(fd);
     std::string text(static_cast<size_t>(lseek(fd, 0, SEEK_END)), '\0');
     EXPECT_EQ(pread(fd, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
     close(fd);
     return text;
+}
+
+std::string printed(uint32_t streamId, const _DebugDescription& record) {
+    return printedBy([&](int fd) { printSnapshot(fd, streamId, record); });
 }
 
 // Any value of any field, text with the printer's own brackets included.
@@ -103,22 +110,19 @@ TEST(DumpReaderTest, ReadsBackEveryRecordAsThePrinterWroteIt) {
 
 using Blocks = std::vector<std::pair<uint32_t, _DebugDescription>>;
 
-// One pass of the report as the service prints it (without the differences
-// when `differences` is empty).
-std::string passText(uint32_t latest, const Blocks& older, const Blocks& newest,
-                     const std::string& differences = "") {
-    std::string text =
-            "C2 LsHal Ver-1.3 - Dumping C2 info, System Time: 11-25 03:00:00.000\n"
-            "===== Total Cnt of GetDebugInfo: 9, Latest DebugDescList index: " +
-            std::to_string(latest) + " " + std::string(65, '=') + "\n";
-    for (const auto& [index, blocks] : {std::pair{1 - latest, &older}, {latest, &newest}}) {
-        text += "===== DebugDescList[" + std::to_string(index) + "] Begin " + std::string(94, '=') +
-                "\n";
-        for (const auto& [streamId, record] : *blocks) text += printed(streamId, record);
-        text += "===== DebugDescList[" + std::to_string(index) + "] End " + std::string(96, '=') +
-                "\n\n";
-    }
-    return text + differences;
+// One pass of the report as the service prints it, without the differences.
+std::string passText(uint32_t latest, const Blocks& older, const Blocks& newest) {
+    return printedBy([&](int fd) {
+        dprintf(fd, "C2 LsHal Ver-1.3 - Dumping C2 info, System Time: 11-25 03:00:00.000\n");
+        service::printLine<service::kReportHeader>(fd, 9ull, latest, service::kEqualsRule.text);
+        for (const auto& [index, blocks] : {std::pair{1 - latest, &older}, {latest, &newest}}) {
+            service::printLine<service::kGenerationBegin>(fd, static_cast<int>(index),
+                                                          service::kEqualsRule.text);
+            for (const auto& [streamId, record] : *blocks) printSnapshot(fd, streamId, record);
+            service::printLine<service::kGenerationEnd, 2>(fd, static_cast<int>(index),
+                                                           service::kEqualsRule.text);
+        }
+    });
 }
 
 _DebugDescription recordAt(time_t second, int input = 50) {

@@ -1,6 +1,8 @@
 #include "DumpReader.h"
 
 #include <DebugFields.h>
+#include <DebugReports.h>
+#include <DumpLayout.h>
 
 #include <charconv>
 #include <cmath>
@@ -15,121 +17,45 @@
 namespace triage {
 namespace {
 
-using ::vendor::larkspan::hardware::c2::info::implementation::DebugField;
-using ::vendor::larkspan::hardware::c2::info::implementation::findDebugField;
+namespace service = ::vendor::larkspan::hardware::c2::info::implementation;
+using service::DebugField;
+using service::findDebugField;
 
-// The lines of the report's blocks, as the service prints them: literal
-// text with {field} (an integer), {field:x} (hexadecimal), {field:f} (a
-// decimal number) and {field:s} (text) in place of the values. "-" stands
-// for a value that is derived from others or not read back.
-constexpr const char* kEquals =
-        "===================================================================================="
-        "===============";
-constexpr const char* kDashes =
-        "------------------------------------------------------------------------------------"
-        "---------------";
-constexpr const char* kDecodeHeader =
-        "  decode /  fps / late  |  workIn / workOut / diff /  busy  | fb late |  gap / back / "
-        "timestamp";
-constexpr const char* kInputHeader =
-        "   input /  fps / late  |   push |    pop | skip |  queue |    get | drop | "
-        "pending(ES/FB/VDEC)";
-constexpr const char* kSideBandHeader =
-        "-----------------------------------------------SideBand-----------------------------------"
-        "---------";
-constexpr const char* kExternalInputHeader =
-        "---------------------------------------HDMI/ATV/CVBS/YPBPR state-------------------------"
-        "----------";
-constexpr const char* kGenerationBegin = "===== DebugDescList[{index}] Begin {-:s}";
-constexpr const char* kGenerationEnd = "===== DebugDescList[{index}] End {-:s}";
-constexpr const char* kReportHeader =
-        "===== Total Cnt of GetDebugInfo: {snapshotCount}, Latest DebugDescList index: "
-        "{latestIndex} {-:s}";
-
-constexpr const char* kSnapshotFirst =
-        "  strId({streamId}) - component({component:s}) [{width} x {height} @ {frameRate}, "
-        "i/p({interlaced})] 1/fr({frameInterval:f})";
-constexpr const char* kRecordTime = "  RecordTime: {recordTime:s}";
-// From the record time's line to the closing rule; the SideBand section is
-// there only for SideBand streams.
+// The lines of the report's blocks that follow their first, in order.
+// The snapshot block's run from its record time's line to its closing
+// rule, its SideBand section only for SideBand streams.
 const std::vector<const char*> kSnapshotBefore = {
-        kDashes,
-        "  init({init}) header({header}) eosIn({eosIn}) eosOut({eosOut}) flushing({flushing}) "
-        "stopping({stopping})",
-        "  releasing({releasing}) released({released}) releaseProgress({releaseProgress})",
-        "  sideBand({sideBand}) bufferQueue({bufferQueue}) renderMode({renderMode}) "
-        "secureMode({secureMode}) inputSource({inputSource}) hdrType({hdrType})",
-        "  inputPassthrough({inputPassthrough}) postProcess({postProcess}) pqType({pqType}) "
-        "aiVision({aiVision})",
-        kDashes,
-        kDecodeHeader,
-        "{decode} /{decodeFps:f} /{decodeLate}  |{workIn} /{workOut} /{-} /{busy}  |{fbLate} "
-        "|{gap} /{back} / {timestamp}",
-        kDashes,
-        kInputHeader,
-        "{input} /{inputFps:f} /{inputLate}  |{push} |{pop} |{skip} |{queue} |{get} |{drop} |"
-        "        ({pendingES}/{pendingFB}/{-})",
-        kDashes,
-        "  singleBuffer({singleBuffer}) requestBufCnt({requestBufCnt}) "
-        "allocatedBufCnt({allocatedBufCnt}) inputPortDelay({inputPortDelay}) "
-        "outputPortDelay({outputPortDelay})",
-        kDashes,
-        "  hwSyncId({hwSyncId}) tpcPipelineConnected({tpcPipelineConnected}) "
-        "tpcPipelineDisconnected({tpcPipelineDisconnected})",
-        "  firstPts({firstPts}) firstFrameNotifiedToTpc({firstFrameNotifiedToTpc}) "
-        "pauseState({pauseState}) connectedDispLinkId({connectedDispLinkId})",
+        service::kDashRule.text,  service::kStateLine,     service::kReleaseLine,
+        service::kModeLine,       service::kPictureLine,   service::kDashRule.text,
+        service::kDecodeHeader,   service::kDecodeLine,    service::kDashRule.text,
+        service::kInputHeader,    service::kInputLine,     service::kDashRule.text,
+        service::kBufferLine,     service::kDashRule.text, service::kTunnelLine,
+        service::kFirstFrameLine,
 };
 const std::vector<const char*> kSnapshotSideBand = {
-        kSideBandHeader,
-        "  state({state}) c2BwmReady({c2BwmReady}) bypassMode({bypassMode}) "
-        "preloadDone({preloadDone}) toPts({toPts}) | DispLink - opened({dispLinkOpened}) "
-        "configured({dispLinkConfigured}) disconnect({dispLinkDisconnect})",
-        "  1stFrameRdy({firstFrameRdy}) queueCnt({queueCnt}) flipCnt({flipCnt}) "
-        "pendingFlip({pendingFlip}) pendingRender({pendingRender}) pendingSBB({pendingSBB}) "
-        "pendingSBW({pendingSBW})",
-        "  usingClock({usingClock:s}) clockTime_using({clockTime_using}) "
-        "clockTime_internal({clockTime_internal}) clockTime_videoSync({clockTime_videoSync})",
-        "  autoDrop({autoDrop}) isDtv({isDtv}) dtvInitialDropBegin({dtvInitialDropBegin}) "
-        "dtvInitialDropFinish({dtvInitialDropFinish})",
-        "  dtvInitialDropStartTime({dtvInitialDropStartTime}) "
-        "dtvInitialDropDueTime({dtvInitialDropDueTime}) sysTimeUs({sysTimeUs}) "
-        "dtvInitialDropTargetPts({dtvInitialDropTargetPts}) lastGetPts({lastGetPts})",
+        service::kSideBandHeader, service::kSideBandStateLine, service::kSideBandQueueLine,
+        service::kClockLine,      service::kDtvDropLine,       service::kDtvDropTimeLine,
 };
 const std::vector<const char*> kSnapshotAfter = {
-        kExternalInputHeader,
-        "  DecHandle(0x{decHandle:x}) Pause({pause}) FirstFrame({firstFrame}) "
-        "StreamOn({streamOn}) Signal({signal}) MuteAction({muteAction}) MuteFactor({muteFactor})",
-        "  ALLM({allm}) DV_GAME({dvGame}) HDR10pALLM({hdr10pAllm}) FMM_Mode({fmmMode}) "
-        "SBTM_mode({sbtmMode}) ContentType({contentType}) ColorDepth({colorDepth}) "
-        "ColorFormat({colorFormat})",
-        "  SSTM({sstm}) VRR({vrr}) DisplayMode({displayMode}) AFD({afd}) PIC_AR({picAr}), "
-        "IMAX({imax}), MatrixCoeff({matrixCoeff}), Colorimetry({colorimetry})",
-        kEquals,
+        service::kExternalInputHeader,   service::kExternalInputLine,
+        service::kExternalInputModeLine, service::kExternalInputPictureLine,
+        service::kEqualsRule.text,
 };
-
-constexpr const char* kDiffFirst = "  strId({streamId}) Diff of debug info{-:s}";
-const std::vector<const char*> kDiffBefore = {
-        kDecodeHeader,
-        "{-} /{-:f} /{-}  |{-} /{-} /{-} /{-}  |{-} |{-} /{-} / {-}",
-        kDashes,
-        kInputHeader,
-        "{-} /{-:f} /{-}  |{-} |{-} |{-} |{-} |{-} |{-} |        ({-}/{-}/{-})",
-        kDashes,
-        "  requestBufCnt({-}) allocatedBufCnt({-}) inputPortDelay({-}) outputPortDelay({-})",
+// The difference block's run after the rule under its first line.
+const std::vector<const char*> kDifferenceBefore = {
+        service::kDecodeHeader,         service::kDecodeLine, service::kDashRule.text,
+        service::kInputHeader,          service::kInputLine,  service::kDashRule.text,
+        service::kDifferenceBufferLine,
 };
-const std::vector<const char*> kDiffSideBand = {
-        kSideBandHeader,
-        "  queueCnt({-}) flipCnt({-}) pendingFlip({-}) pendingRender({-}) pendingSBB({-}) "
-        "pendingSBW({-})",
-        "  usingClock({-:s}) clockTime_using({-}) clockTime_internal({-}) "
-        "clockTime_videoSync({-})",
+const std::vector<const char*> kDifferenceSideBand = {
+        service::kSideBandHeader,
+        service::kDifferenceQueueLine,
+        service::kClockLine,
 };
-const std::vector<const char*> kDiffAfter = {
-        "-------------------------------------------C2BWM STATE :({-})------------------------"
-        "---------------",
-        "  executeCount({executeCount}) finishCount({finishCount}) "
-        "executeFlushCount({executeFlushCount}) pending({c2BwmPending})",
-        kEquals,
+const std::vector<const char*> kDifferenceAfter = {
+        service::kC2BwmHeader,
+        service::kC2BwmLine,
+        service::kEqualsRule.text,
 };
 
 // What a placeholder fills, decided when its template is compiled.
@@ -161,6 +87,11 @@ struct Piece {
     const DebugField* field;
 };
 using Template = std::vector<Piece>;
+
+bool isC2BwmDifference(Slot slot) {
+    return slot == Slot::kExecuteCount || slot == Slot::kFinishCount ||
+           slot == Slot::kExecuteFlushCount || slot == Slot::kC2BwmPending;
+}
 
 Slot slotOf(std::string_view name) {
     static const std::pair<std::string_view, Slot> kSlots[] = {
@@ -195,11 +126,10 @@ Template compile(std::string_view pattern) {
         }
         size_t close = pattern.find('}', open);
         std::string_view name = pattern.substr(open + 1, close - open - 1);
-        char kind = 'd';
-        if (size_t colon = name.find(':'); colon != std::string_view::npos) {
-            kind = name[colon + 1];
-            name = name.substr(0, colon);
-        }
+        // The conversion's last letter: d or u, x, f or s.
+        size_t colon = name.find(':');
+        char kind = name.back();
+        name = name.substr(0, colon);
         Slot slot = slotOf(name);
         const DebugField* field = slot == Slot::kField ? findDebugField(name) : nullptr;
         if (slot == Slot::kField && field == nullptr) {
@@ -217,18 +147,18 @@ std::vector<Template> compileAll(const std::vector<const char*>& patterns) {
 }
 
 struct Templates {
-    Template reportHeader = compile(kReportHeader);
-    Template generationBegin = compile(kGenerationBegin);
-    Template generationEnd = compile(kGenerationEnd);
-    Template snapshotFirst = compile(kSnapshotFirst);
-    Template recordTime = compile(kRecordTime);
+    Template reportHeader = compile(service::kReportHeader);
+    Template generationBegin = compile(service::kGenerationBegin);
+    Template generationEnd = compile(service::kGenerationEnd);
+    Template snapshotFirst = compile(service::kSnapshotFirst);
+    Template recordTime = compile(service::kRecordTimeLine);
     std::vector<Template> snapshotBefore = compileAll(kSnapshotBefore);
     std::vector<Template> snapshotSideBand = compileAll(kSnapshotSideBand);
     std::vector<Template> snapshotAfter = compileAll(kSnapshotAfter);
-    Template differenceFirst = compile(kDiffFirst);
-    std::vector<Template> differenceBefore = compileAll(kDiffBefore);
-    std::vector<Template> differenceSideBand = compileAll(kDiffSideBand);
-    std::vector<Template> differenceAfter = compileAll(kDiffAfter);
+    Template differenceFirst = compile(service::kDifferenceFirst);
+    std::vector<Template> differenceBefore = compileAll(kDifferenceBefore);
+    std::vector<Template> differenceSideBand = compileAll(kDifferenceSideBand);
+    std::vector<Template> differenceAfter = compileAll(kDifferenceAfter);
 };
 
 // Compiled on first use, once for every thread.
@@ -243,7 +173,9 @@ struct Value {
 };
 
 // Whether the line has the template's shape; its values go to *values.
-bool match(std::string_view line, const Template& pieces, std::vector<Value>* values) {
+// With `rest`, the line may go on after it, and *rest is what follows.
+bool match(std::string_view line, const Template& pieces, std::vector<Value>* values,
+           std::string_view* rest = nullptr) {
     values->clear();
     size_t at = 0;
     for (size_t i = 0; i < pieces.size(); ++i) {
@@ -271,7 +203,8 @@ bool match(std::string_view line, const Template& pieces, std::vector<Value>* va
         values->push_back({&piece, line.substr(at, end - at)});
         at = end;
     }
-    return at == line.size();
+    if (rest != nullptr) *rest = line.substr(at);
+    return rest != nullptr || at == line.size();
 }
 
 struct Integer {
@@ -325,9 +258,6 @@ bool parseLocalSeconds(std::string_view text, time_t* seconds) {
     return *seconds != -1;
 }
 
-// How a snapshot block's first line starts; a block that starts so and
-// cannot be read refuses the whole text.
-constexpr std::string_view kBlockStart = "  strId(";
 // The most lines a component's name is followed across.
 constexpr int kMostNameLines = 16;
 // The widest a long of nanoseconds divided by a million gets.
@@ -339,7 +269,7 @@ public:
 
     Dump read() {
         while (nextLine()) {
-            if (mLine == kEquals) {
+            if (mLine == service::kEqualsRule.text) {
                 readBlock();
             } else if (match(mLine, mTemplates.reportHeader, &mValues)) {
                 mDump.passes.emplace_back().hasHeader = true;
@@ -394,16 +324,19 @@ private:
         if (!nextLine()) return;
         int first = mLineNumber;
         size_t start = static_cast<size_t>(mLine.data() - mText.data());
-        if (match(mLine, mTemplates.differenceFirst, &mValues)) {
+        std::string_view rest;
+        if (match(mLine, mTemplates.differenceFirst, &mValues, &rest)) {
             Difference difference{0, {}};
             integer(mValues[0], &difference.streamId);
-            if (!readDifferenceRest(mValues.back().text, &difference)) {
+            if (!readDifferenceRest(rest, &difference)) {
                 return drop("difference", difference.streamId, first);
             }
             pass().differences.push_back(difference);
             return;
         }
-        if (mLine.rfind(kBlockStart, 0) != 0) return;
+        // A block that starts as a snapshot's and cannot be read refuses the
+        // whole text.
+        if (mLine.rfind(blockStart(), 0) != 0) return;
         if (!matchFirstLine()) {
             if (mNext >= mText.size())
                 return drop("snapshot", leadingId(mText.substr(start)), first);
@@ -415,10 +348,13 @@ private:
         generation().snapshots.push_back(std::move(snapshot));
     }
 
+    // What a snapshot block's first line starts with.
+    std::string_view blockStart() const { return mTemplates.snapshotFirst.front().literal; }
+
     // The stream id of a block cut in its first line, as far as it goes.
-    static uint32_t leadingId(std::string_view block) {
+    uint32_t leadingId(std::string_view block) const {
         uint32_t streamId = 0;
-        block.remove_prefix(kBlockStart.size());
+        block.remove_prefix(blockStart().size());
         std::from_chars(block.data(), block.data() + block.size(), streamId);
         return streamId;
     }
@@ -456,16 +392,17 @@ private:
         return readLines(mTemplates.snapshotAfter, snapshot, nullptr, false);
     }
 
-    // `rest` is what follows "Diff of debug info" on the first line.
+    // `rest` is what follows the first line's template: the record time.
     bool readDifferenceRest(std::string_view rest, Difference* difference) {
-        // A time that could not be printed leaves the dash line on this one.
-        if (rest.size() < 99 || rest.substr(rest.size() - 99) != kDashes) {
+        // A time that could not be printed leaves the dash rule on this line.
+        if (rest.size() < service::kRuleLength ||
+            rest.substr(rest.size() - service::kRuleLength) != service::kDashRule.text) {
             if (!nextLine()) return false;
-            expect(mLine == kDashes);
+            expect(mLine == service::kDashRule.text);
         }
         if (!readLines(mTemplates.differenceBefore, nullptr, difference, false)) return false;
         if (!nextLine()) return false;
-        if (mLine == kSideBandHeader) {
+        if (mLine == service::kSideBandHeader) {
             const std::vector<Template>& sideBand = mTemplates.differenceSideBand;
             if (!readLines({sideBand.begin() + 1, sideBand.end()}, nullptr, difference, false) ||
                 !nextLine()) {
@@ -496,6 +433,9 @@ private:
     // difference or the report's header.
     void storeValues(Snapshot* snapshot, Difference* difference) {
         for (const Value& value : mValues) {
+            // The difference block shares lines with the snapshot's; only
+            // its C2BWM differences are kept.
+            if (difference != nullptr && !isC2BwmDifference(value.piece->slot)) continue;
             switch (value.piece->slot) {
                 case Slot::kIgnore:
                 case Slot::kRecordTime:
@@ -508,7 +448,8 @@ private:
                     break;
                 case Slot::kPostProcess:
                     integer(value, &snapshot->record.postProcessOff);
-                    snapshot->record.postProcessOff ^= 1;
+                    snapshot->record.postProcessOff =
+                            service::invertPostProcess(snapshot->record.postProcessOff);
                     break;
                 case Slot::kDecodeFps:
                     decimal(value, &snapshot->record.decodeFps);

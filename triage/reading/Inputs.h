@@ -2,6 +2,8 @@
 // text files, standard input, and directories of them.
 #pragma once
 
+#include <DumpLayout.h>
+
 #include <cstddef>
 #include <stdexcept>
 #include <string>
@@ -9,9 +11,8 @@
 
 namespace triage {
 
-// The entry dumpstate writes the service's default dump to.
-constexpr const char* kServiceEntry =
-        "lshal-debug/vendor.larkspan.hardware.c2.info@1.0::ICodec2InfoService_default.txt";
+using ::vendor::larkspan::hardware::c2::info::implementation::kServiceEntry;
+
 // The most of one input that is read.
 constexpr size_t kReadLimit = size_t{64} << 20;
 
