@@ -105,7 +105,7 @@ std::optional<_DiffInfo> lastChangeOf(const Pass& pass, const Snapshot& newer) {
 
 Outcome triageText(std::string path, std::string entry, std::string_view text,
                    const std::vector<std::string>& notes, bool withHistory) {
-    Outcome outcome{std::move(path), std::move(entry), "", "", "", "", {}, {}};
+    Outcome outcome{std::move(path), std::move(entry), "", "", "", "", "", {}, {}};
     if (text.empty()) {
         outcome.error = "empty";
         return outcome;
@@ -156,9 +156,11 @@ Outcome triageText(std::string path, std::string entry, std::string_view text,
 Outcome triageInput(const std::string& path, bool withHistory) {
     try {
         LoadedInput input = loadInput(path);
-        return triageText(path, input.entry, input.text, input.notes, withHistory);
+        Outcome outcome = triageText(path, input.entry, input.text, input.notes, withHistory);
+        outcome.identity = std::move(input.identity);
+        return outcome;
     } catch (const InputError& error) {
-        return {path, "", "", "", error.what(), "", {}, {}};
+        return {path, "", "", "", "", error.what(), "", {}, {}};
     }
 }
 

@@ -33,6 +33,8 @@ struct Outcome {
     // for a text input and where the bugreport's header lacks them.
     std::string build;
     std::string takenAt;
+    // The same for the same report read under another name (LoadedInput).
+    std::string identity;
     // Empty when the input held the service's dump; else why not.
     std::string error;
     // The header, the records used, what was dropped, then the analysis.

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <string_view>
 
 namespace triage {
 namespace {
@@ -125,7 +126,9 @@ std::vector<std::string> expandInputs(const std::vector<std::string>& arguments)
 }
 
 LoadedInput loadInput(const std::string& path) {
-    return endsWith(path, ".zip") ? readZip(path) : readText(path);
+    LoadedInput input = endsWith(path, ".zip") ? readZip(path) : readText(path);
+    input.identity = digestOf(input.text);
+    return input;
 }
 
 }  // namespace triage

@@ -25,6 +25,9 @@ struct LoadedInput {
     std::string entry;  // the zip entry read; empty for text
     std::string text;
     std::vector<std::string> notes;
+    // What makes two inputs one report, whatever they are named: a digest
+    // of what was read.
+    std::string identity;
 };
 
 // Why an input holds no dump: "not a zip", "unreadable: ...".
