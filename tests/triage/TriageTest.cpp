@@ -12,6 +12,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <random>
 
@@ -90,6 +91,18 @@ TEST(DumpReaderTest, ReadsBackEveryRecordAsThePrinterWroteIt) {
     }
     std::mt19937_64 random(20261123);
     for (int i = 0; i < 300; ++i) records.push_back(randomRecord(random));
+    _DebugDescription lowest{};  // every number at its type's lowest, signed ones negative
+    for (const DebugField* field : debugFields()) {
+        std::visit(
+                [&](auto member) {
+                    using T = std::remove_reference_t<decltype(lowest.*member)>;
+                    if constexpr (!std::is_same_v<T, std::string>) {
+                        lowest.*member = std::numeric_limits<T>::lowest();
+                    }
+                },
+                field->member);
+    }
+    records.push_back(lowest);
 
     for (size_t i = 0; i < records.size(); ++i) {
         auto streamId = static_cast<uint32_t>(i * 2654435761u);
@@ -312,7 +325,16 @@ TEST_F(TriageProgramTest, ABugreportOfTheSimulatorGetsItsOwners) {
     ASSERT_EQ(run(std::string(C2INFO_SIM) + " --bugreport " + zip + " --main-text-mb 1").status, 0);
 
     Outcome text = run(std::string(C2INFO_TRIAGE) + " " + zip);
-    mScratch.write("entry.txt", triage::loadInput(zip).text);
+    std::string entry = triage::loadInput(zip).text;
+    mScratch.write("entry.txt", entry);
+    // Cut right after a difference block's first line: that block is
+    // dropped, and the streams are judged all the same.
+    mScratch.write("cut.txt",
+                   entry.substr(0, entry.find('\n', entry.find("Diff of debug info")) + 1));
+    Outcome cut = run(std::string(C2INFO_TRIAGE) + " cut.txt");
+    EXPECT_EQ(cut.status, 0) << cut.err;
+    EXPECT_NE(cut.out.find(": difference block of strId(1) cut off, dropped\n"), std::string::npos)
+            << cut.out;
     Outcome fromStandardInput = run(std::string(C2INFO_TRIAGE) + " - < " + path("entry.txt"));
     EXPECT_EQ(fromStandardInput.out.substr(fromStandardInput.out.find('\n')),
               text.out.substr(text.out.find('\n')));

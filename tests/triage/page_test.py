@@ -13,6 +13,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import zipfile
 from pathlib import Path
 
 SIM, TRIAGE, CHROMIUM, SCENARIOS, SCREENSHOT = sys.argv[1:6]
@@ -84,8 +85,14 @@ def main():
         session = session.replace(name, hostile)
     (work / "session<b>.txt").write_text(session)
     (work / "refused.txt").write_text("not a dump\n")
+    # Blocks pasted without the generation before: streams younger than a
+    # second, with no change over the last second.
+    with zipfile.ZipFile(inputs[0]) as report:
+        entry = report.read(next(name for name in report.namelist()
+                                 if name.startswith("lshal-debug/vendor.larkspan"))).decode()
+    (work / "young.txt").write_text(entry[entry.rindex("\n", 0, entry.rindex("] Begin")) + 1:])
     recorded = str(work / "session<b>.txt")
-    inputs += [recorded, str(work / "refused.txt")]
+    inputs += [recorded, str(work / "refused.txt"), str(work / "young.txt")]
 
     rows = json.loads(run(TRIAGE, "--json", *inputs).stdout)
     page = work / "page.html"
@@ -140,6 +147,12 @@ def main():
     check("the history shows, each band's legend naming the session's last owners",
           history and "hidden" not in history.group(1) and all(
               row["owner"] in history.group(2) for row in rows if row["source"] == recorded))
+    young = run(*chromium, "--dump-dom", f"{page.as_uri()}#detail={len(rows) - 1}").stdout
+    counters = re.search(r'<table class="counters">(.*?)</table>', young, re.S)
+    values = re.findall(r"<tr><td>[^<]*</td><td>([^<]*)</td><td>([^<]*)</td></tr>",
+                        counters.group(1) if counters else "")
+    check("a stream younger than a second shows its counters without a change",
+          values and all(now and not change for now, change in values))
     for hostile in HOSTILE.values():
         check(f"{hostile} shows as text", html.escape(hostile, quote=False) in dom)
     check("no markup was injected",
