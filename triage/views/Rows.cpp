@@ -20,7 +20,7 @@ std::string csvOf(const Cell& cell) {
 }  // namespace
 
 // An empty stream marks the one row of an input without streams.
-const Column kColumns[10] = {
+const std::vector<Column> kColumns = {
         {"source", ColumnKind::kInput,
          [](const Outcome& o, const StreamResult&) -> Cell { return o.path; }},
         {"entry", ColumnKind::kInput,
@@ -50,23 +50,28 @@ const Column kColumns[10] = {
 
 nlohmann::ordered_json jsonRow(const Outcome& outcome, const StreamResult& stream) {
     nlohmann::ordered_json row = nlohmann::ordered_json::object();
-    for (const Column& column : kColumns)
+    for (const Column& column : kColumns) {
         row[column.name] = jsonOf<nlohmann::ordered_json>(column.read(outcome, stream));
+    }
     return row;
 }
 
 std::string csvHeader() {
     std::string line;
-    for (const Column& column : kColumns)
-        line += (line.empty() ? "" : ",") + std::string(column.name);
+    const char* separator = "";
+    for (const Column& column : kColumns) {
+        line += separator + std::string(column.name);
+        separator = ",";
+    }
     return line + "\n";
 }
 
 std::string csvRow(const Outcome& outcome, const StreamResult& stream) {
     std::string line;
+    const char* separator = "";
     for (const Column& column : kColumns) {
-        if (&column != kColumns) line += ',';
-        line += csvOf(column.read(outcome, stream));
+        line += separator + csvOf(column.read(outcome, stream));
+        separator = ",";
     }
     return line + "\n";
 }

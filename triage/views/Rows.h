@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "Triage.h"
 
@@ -26,7 +27,8 @@ struct Column {
     Cell (*read)(const Outcome& outcome, const StreamResult& stream);
 };
 
-extern const Column kColumns[10];
+// In order; a new column is one more line of the table.
+extern const std::vector<Column> kColumns;
 
 // A cell as a JSON value of either flavour: --json keeps its keys in order.
 template <typename Json = nlohmann::json>
