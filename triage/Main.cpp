@@ -35,9 +35,9 @@ void declareOptions(CLI::App& app, Options* options) {
 per input, what `lshal debug --owner` would have printed on that TV: the
 module to look at first for each stream's stuck or unsmooth playback.
 )");
-    app.footer(R"(INPUT is a bugreport zip (only the service's entry,
+    app.footer(R"(INPUT is a bugreport zip (the service's entry,
 )" + std::string(triage::kServiceEntry) +
-               R"(, is read),
+               R"(, and the build and time at the top of the main text are read),
 a text file of the service's output (the default dump, --dump output or
 text pasted from a terminal), a directory (every .zip and .txt below it, in
 sorted order) or - for standard input. At most 64 MB of each is read.

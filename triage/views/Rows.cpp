@@ -20,11 +20,15 @@ std::string csvOf(const Cell& cell) {
 }  // namespace
 
 // An empty stream marks the one row of an input without streams.
-const Column kColumns[10] = {
+const Column kColumns[12] = {
         {"source", ColumnKind::kInput,
          [](const Outcome& o, const StreamResult&) -> Cell { return o.path; }},
         {"entry", ColumnKind::kInput,
          [](const Outcome& o, const StreamResult&) -> Cell { return o.entry; }},
+        {"build", ColumnKind::kInput,
+         [](const Outcome& o, const StreamResult&) -> Cell { return o.build; }},
+        {"takenAt", ColumnKind::kInput,
+         [](const Outcome& o, const StreamResult&) -> Cell { return o.takenAt; }},
         {"stream", ColumnKind::kValue,
          [](const Outcome&, const StreamResult& s) -> Cell {
              if (!s.verdict.hasStream) return std::string();

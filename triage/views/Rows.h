@@ -26,7 +26,7 @@ struct Column {
     Cell (*read)(const Outcome& outcome, const StreamResult& stream);
 };
 
-extern const Column kColumns[10];
+extern const Column kColumns[12];
 
 // A cell as a JSON value of either flavour: --json keeps its keys in order.
 template <typename Json = nlohmann::json>
