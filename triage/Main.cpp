@@ -1,5 +1,7 @@
 // c2info-triage: the owner verdict of the c2info service from the dumps in
 // TV bugreports, without the TV. See declareOptions() and the README.
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
@@ -13,6 +15,7 @@
 #include "Inputs.h"
 #include "Listing.h"
 #include "Pool.h"
+#include "Progress.h"
 
 namespace {
 
@@ -93,13 +96,20 @@ bool writePage(const std::string& path, const triage::HtmlPage& page) {
 int run(const Options& options) {
     int status = 0;
     triage::HtmlPage page;
+    // The progress line steps aside for whatever the listing writes to the
+    // terminal: a refusal always, the rest when standard output is one too.
+    const bool listingOnTerminal =
+            options.listing != ListingFormat::kRefusalsOnly && isatty(fileno(stdout)) != 0;
     {
+        std::vector<std::string> inputs = triage::expandInputs(options.inputs);
         triage::Listing listing(options.listing, stdout, stderr);
-        triage::triageInputs(triage::expandInputs(options.inputs), options.jobs, options.html,
-                             [&](triage::Outcome&& outcome) {
-                                 if (!listing.print(outcome)) status = 1;
-                                 if (options.html) page.add(outcome);
-                             });
+        triage::Progress progress(stderr, inputs.size());
+        triage::triageInputs(inputs, options.jobs, options.html, [&](triage::Outcome&& outcome) {
+            if (listingOnTerminal || !outcome.error.empty()) progress.clear();
+            if (!listing.print(outcome)) status = 1;
+            if (options.html) page.add(outcome);
+            progress.advance();
+        });
     }
     if (options.html && !writePage(options.htmlPath, page)) status = 1;
     return status;
