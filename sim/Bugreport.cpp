@@ -55,22 +55,13 @@ std::string mainText(const BugreportHeader& header, size_t bytes) {
                                         "AudioFlinger",    "tvinput",    "WifiService"};
     static const char* const kWords[] = {"start",  "stop",   "queue",   "buffer", "frame",
                                          "render", "signal", "timeout", "resume", "config"};
-    std::string text =
-            "========================================================\n"
-            "== dumpstate: " +
-            header.takenAt +
-            "\n"
-            "========================================================\n"
-            "\n"
-            "Build: " +
-            buildId(header.fingerprint) + "\nBuild fingerprint: '" + header.fingerprint +
-            "'\n"
-            "Bootloader: unknown\n"
-            "Bugreport format version: " +
-            kFormatVersion +
-            "\n"
-            "\n"
-            "------ SYSTEM LOG (logcat -v threadtime -v printable -v uid -d *:v) ------\n";
+    const std::string banner(56, '=');
+    std::string text = banner + "\n== dumpstate: " + header.takenAt + "\n" + banner + "\n\n";
+    text += "Build: " + buildId(header.fingerprint) + "\n";
+    text += "Build fingerprint: '" + header.fingerprint + "'\n";
+    text += std::string("Bootloader: unknown\nBugreport format version: ") + kFormatVersion +
+            "\n\n";
+    text += "------ SYSTEM LOG (logcat -v threadtime -v printable -v uid -d *:v) ------\n";
     std::mt19937 random(7);
     char line[160];
     while (text.size() < bytes) {
