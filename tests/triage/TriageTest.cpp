@@ -14,6 +14,7 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <set>
 
 #include "DumpReader.h"
 #include "Inputs.h"
@@ -459,6 +460,35 @@ TEST_F(TriageProgramTest, AReportsIdentityIsItsHeaderAndServiceEntry) {
     std::string a = triage::triageInput(path("a.zip")).identity;
     EXPECT_EQ(triage::triageInput(path("a-again.zip")).identity, a);
     EXPECT_NE(triage::triageInput(path("b.zip")).identity, a);
+}
+
+// The committed fleet's answer: build B's TPC share falls from 40 % to 5 %
+// while C2's moves by five points, build C is small, and no two reports are
+// one.
+TEST_F(TriageProgramTest, TheTestFleetHasItsKnownAnswer) {
+    ASSERT_EQ(run(std::string("python3 ") + C2INFO_MAKE_FLEET + " --sim " + C2INFO_SIM + " " +
+                  C2INFO_FLEET + " fleet")
+                      .status,
+              0);
+    Outcome json = run(std::string(C2INFO_TRIAGE) + " --json fleet");
+    ASSERT_EQ(json.status, 0) << json.err;
+    std::map<std::string, std::map<std::string, int>> owners;
+    std::set<std::string> times;
+    for (const auto& row : nlohmann::json::parse(json.out)) {
+        std::string build = row["build"];
+        ++owners[build.substr(build.rfind('/', build.rfind(':')) + 1, 8)][row["owner"]];
+        times.insert(row["takenAt"].get<std::string>());
+    }
+    EXPECT_EQ(owners,
+              (std::map<std::string, std::map<std::string, int>>{
+                      {"20261101", {{"TPC owner", 40}, {"C2 Owner", 30}, {"Displink owner", 30}}},
+                      {"20261108",
+                       {{"TPC owner", 5},
+                        {"C2 Owner", 35},
+                        {"Displink owner", 30},
+                        {"APK owner", 30}}},
+                      {"20261115", {{"TPC owner", 3}, {"C2 Owner", 7}}}}));
+    EXPECT_EQ(times.size(), 210u);
 }
 
 // Each is named on standard error with its reason, the others are still
