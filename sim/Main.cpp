@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -33,6 +34,8 @@ struct Options {
     std::optional<std::vector<std::string>> words;
     std::optional<std::string> bugreport;
     size_t mainTextMb = 2;
+    std::string build = sim::kDefaultFingerprint;
+    std::optional<std::string> takenAt;
     std::optional<std::string> session;
 };
 
@@ -54,6 +57,24 @@ constexpr char kConsoleRequests[] = R"(read requests from standard input, one pe
   capture STREAMID FILE.png  grab, detile and save a frame
   kill-app                 the application's process dies
   quit                     end the components and leave)";
+
+// As dumpstate prints it; empty when the time is of that shape.
+std::string checkTakenAt(const std::string& time) {
+    std::tm parts{};
+    const char* end = strptime(time.c_str(), "%Y-%m-%d %H:%M:%S", &parts);
+    if (end == nullptr || *end != '\0' || time.size() != 19)
+        return "Value " + time + " is not YYYY-MM-DD HH:MM:SS";
+    return "";
+}
+
+std::string localTimeNow() {
+    time_t now = time(nullptr);
+    std::tm parts{};
+    localtime_r(&now, &parts);
+    char text[32];
+    strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &parts);
+    return text;
+}
 
 // One declaration gives the command line its rules and its usage text.
 void declareOptions(CLI::App& app, Options* options, std::vector<std::string>* words) {
@@ -95,14 +116,25 @@ failed, 2 on a usage or scenario error.)");
                        "--bugreport",
                        [options](const std::string& file) { options->bugreport = file; },
                        "let the components run for a moment, then write the zip\n"
-                       "that `adb bugreport` would: the service's default dump as\n"
-                       "lshal-debug/<instance>.txt, a main text of about N MB of\n"
-                       "log (--main-text-mb) and another HAL's entry")
+                       "that `adb bugreport` would on Android 12: the service's\n"
+                       "default dump as lshal-debug/<instance>.txt, the main text\n"
+                       "main_entry.txt names (dumpstate's header with --build and\n"
+                       "--taken-at, then about N MB of log, --main-text-mb) and\n"
+                       "another HAL's entry")
                     ->type_name("FILE.zip");
     app.add_option("--main-text-mb", options->mainTextMb, "the bugreport's main text in MB")
             ->type_name("N")
             ->check(CLI::Range(size_t{0}, size_t{1024}))
             ->capture_default_str()
+            ->needs(bugreport);
+    app.add_option("--build", options->build, "the build fingerprint in the bugreport's header")
+            ->type_name("FINGERPRINT")
+            ->capture_default_str()
+            ->needs(bugreport);
+    app.add_option("--taken-at", options->takenAt,
+                   "the time dumpstate ran, the TV's local time (default: now)")
+            ->type_name("\"YYYY-MM-DD HH:MM:SS\"")
+            ->check(CLI::Validator(checkTakenAt, "", "taken-at"))
             ->needs(bugreport);
     CLI::Option* session =
             app.add_option_function<std::string>(
@@ -135,11 +167,13 @@ void parseOptions(CLI::App& app, int argc, char** argv, Options* options) {
 
 // The components run for a moment first, so that their counters move and
 // their first events are posted, as on a TV that has played for a while.
-int writeBugreport(sim::Simulation& simulation, const std::string& path, size_t mainTextMb) {
+int writeBugreport(sim::Simulation& simulation, const Options& options) {
+    const std::string& path = *options.bugreport;
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     std::string dump = simulation.debugText({});
     std::string error;
-    if (!sim::writeBugreport(path, dump, simulation.scenario().name, mainTextMb << 20, &error)) {
+    sim::BugreportHeader header{options.build, options.takenAt.value_or(localTimeNow())};
+    if (!sim::writeBugreport(path, dump, header, options.mainTextMb << 20, &error)) {
         sim::announce("c2info-sim: %s", error.c_str());
         return 1;
     }
@@ -196,8 +230,7 @@ int run(const Options& options) {
         simulation.debug(*options.words);
         return 0;
     }
-    if (options.bugreport)
-        return writeBugreport(simulation, *options.bugreport, options.mainTextMb);
+    if (options.bugreport) return writeBugreport(simulation, options);
     if (options.session) return writeSession(simulation, *options.session);
     return options.console ? sim::runConsole(simulation) : sim::runShow(simulation);
 }

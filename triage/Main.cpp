@@ -1,5 +1,7 @@
 // c2info-triage: the owner verdict of the c2info service from the dumps in
 // TV bugreports, without the TV. See declareOptions() and the README.
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
@@ -13,6 +15,7 @@
 #include "Inputs.h"
 #include "Listing.h"
 #include "Pool.h"
+#include "Progress.h"
 
 namespace {
 
@@ -35,9 +38,9 @@ void declareOptions(CLI::App& app, Options* options) {
 per input, what `lshal debug --owner` would have printed on that TV: the
 module to look at first for each stream's stuck or unsmooth playback.
 )");
-    app.footer(R"(INPUT is a bugreport zip (only the service's entry,
+    app.footer(R"(INPUT is a bugreport zip (the service's entry,
 )" + std::string(triage::kServiceEntry) +
-               R"(, is read),
+               R"(, and the build and time at the top of the main text are read),
 a text file of the service's output (the default dump, --dump output or
 text pasted from a terminal), a directory (every .zip and .txt below it, in
 sorted order) or - for standard input. At most 64 MB of each is read.
@@ -93,13 +96,20 @@ bool writePage(const std::string& path, const triage::HtmlPage& page) {
 int run(const Options& options) {
     int status = 0;
     triage::HtmlPage page;
+    // The progress line steps aside for whatever the listing writes to the
+    // terminal: a refusal always, the rest when standard output is one too.
+    const bool listingOnTerminal =
+            options.listing != ListingFormat::kRefusalsOnly && isatty(fileno(stdout)) != 0;
     {
+        std::vector<std::string> inputs = triage::expandInputs(options.inputs);
         triage::Listing listing(options.listing, stdout, stderr);
-        triage::triageInputs(triage::expandInputs(options.inputs), options.jobs, options.html,
-                             [&](triage::Outcome&& outcome) {
-                                 if (!listing.print(outcome)) status = 1;
-                                 if (options.html) page.add(outcome);
-                             });
+        triage::Progress progress(stderr, inputs.size());
+        triage::triageInputs(inputs, options.jobs, options.html, [&](triage::Outcome&& outcome) {
+            if (listingOnTerminal || !outcome.error.empty()) progress.clear();
+            if (!listing.print(outcome)) status = 1;
+            if (options.html) page.add(outcome);
+            progress.advance();
+        });
     }
     if (options.html && !writePage(options.htmlPath, page)) status = 1;
     return status;

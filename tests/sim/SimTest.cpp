@@ -113,7 +113,8 @@ TEST_F(SimTest, AMalformedScenarioOrCommandLineIsRefusedOnOneLineAndRunsNothing)
     }
     for (const char* arguments :
          {"--scenario", "--enable", "--bugreport out.zip --main-text-mb 1025", "--main-text-mb 1",
-          "--console -- --owner", "owner -- --dump"}) {
+          "--bugreport out.zip --taken-at 2026-11-06T14:06:13", "--build x", "--console -- --owner",
+          "owner -- --dump"}) {
         Outcome run = sim(arguments);
         EXPECT_EQ(run.status, 2) << arguments;
         refusals += run.err;

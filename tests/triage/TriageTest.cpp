@@ -15,6 +15,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <set>
 
 #include "DumpReader.h"
 #include "Inputs.h"
@@ -311,6 +312,18 @@ TEST(HistoryTest, TellsEachStreamsStory) {
 
 using c2info_test::Outcome;
 
+void writeZip(const std::string& file,
+              const std::vector<std::pair<std::string, std::string>>& entries) {
+    int error = 0;
+    zip_t* archive = zip_open(file.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error);
+    ASSERT_NE(archive, nullptr);
+    for (const auto& [name, content] : entries) {
+        zip_source_t* source = zip_source_buffer(archive, content.data(), content.size(), 0);
+        ASSERT_GE(zip_file_add(archive, name.c_str(), source, 0), 0);
+    }
+    ASSERT_EQ(zip_close(archive), 0);
+}
+
 class TriageProgramTest : public ::testing::Test {
 protected:
     std::string path(const std::string& name) const { return mScratch.path(name); }
@@ -322,7 +335,12 @@ protected:
 // simulator, and where the dump cannot tell C2BWM apart.
 TEST_F(TriageProgramTest, ABugreportOfTheSimulatorGetsItsOwners) {
     std::string zip = path("bugreport.zip");
-    ASSERT_EQ(run(std::string(C2INFO_SIM) + " --bugreport " + zip + " --main-text-mb 1").status, 0);
+    const std::string build =
+            "larkspan/tv_product/tv_device:12/SP2A.220305.013/42:userdebug/dev-keys";
+    ASSERT_EQ(run(std::string(C2INFO_SIM) + " --bugreport " + zip + " --main-text-mb 1 --build " +
+                  build + " --taken-at '2026-11-06 14:06:13'")
+                      .status,
+              0);
 
     Outcome text = run(std::string(C2INFO_TRIAGE) + " " + zip);
     std::string entry = triage::loadInput(zip).text;
@@ -336,10 +354,12 @@ TEST_F(TriageProgramTest, ABugreportOfTheSimulatorGetsItsOwners) {
     EXPECT_NE(cut.out.find(": difference block of strId(1) cut off, dropped\n"), std::string::npos)
             << cut.out;
     Outcome fromStandardInput = run(std::string(C2INFO_TRIAGE) + " - < " + path("entry.txt"));
+    const std::string firstLines = "== " + zip + ": " + triage::kServiceEntry +
+                                   "\n   build: " + build + ", taken at 2026-11-06T14:06:13\n";
     EXPECT_EQ(fromStandardInput.out.substr(fromStandardInput.out.find('\n')),
-              text.out.substr(text.out.find('\n')));
+              text.out.substr(firstLines.size() - 1));
     EXPECT_EQ(text.status, 0) << text.err;
-    EXPECT_EQ(text.out.rfind("== " + zip + ": " + triage::kServiceEntry + "\n", 0), 0u) << text.out;
+    EXPECT_EQ(text.out.rfind(firstLines, 0), 0u) << text.out;
     EXPECT_NE(text.out.find("  [Undecidable from the dump] paused by c2bwm? executeCount and "
                             "finishCount are not in the dump; over the last second exe:+25 "
                             "finish:+0 pending:+0\n"),
@@ -351,6 +371,8 @@ TEST_F(TriageProgramTest, ABugreportOfTheSimulatorGetsItsOwners) {
     std::vector<std::pair<std::string, bool>> owners;
     for (const auto& row : nlohmann::json::parse(json.out)) {
         EXPECT_EQ(row["source"], zip);
+        EXPECT_EQ(row["build"], build);
+        EXPECT_EQ(row["takenAt"], "2026-11-06T14:06:13");
         owners.emplace_back(row["owner"], row["complete"]);
     }
     EXPECT_EQ(owners, (std::vector<std::pair<std::string, bool>>{
@@ -383,13 +405,112 @@ TEST_F(TriageProgramTest, ThePageShowsTheDerivedCountersTheTextPrints) {
     EXPECT_EQ(counters["pendingVDEC"], 2147483647) << record;
 }
 
-void writeZip(const std::string& file, const char* entry, const std::string& content) {
-    int error = 0;
-    zip_t* archive = zip_open(file.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error);
-    ASSERT_NE(archive, nullptr);
-    zip_source_t* source = zip_source_buffer(archive, content.data(), content.size(), 0);
-    ASSERT_GE(zip_file_add(archive, entry, source, 0), 0);
-    ASSERT_EQ(zip_close(archive), 0);
+std::string dumpstateHeader(const std::string& time, const std::string& fingerprint) {
+    return "========================================================\n== dumpstate: " + time +
+           "\n========================================================\n\nBuild: SP1A.210812.016\n"
+           "Build fingerprint: " +
+           fingerprint + "\nBugreport format version: 2.0\n\n------ SYSTEM LOG ------\n";
+}
+
+const std::string kFingerprint =
+        "larkspan/tv_product/tv_device:12/SP1A.210812.016/20261101:user/release-keys";
+
+// A bugreport of the given layout with the service's (empty) dump.
+std::vector<std::pair<std::string, std::string>> bugreport(
+        std::vector<std::pair<std::string, std::string>> entries) {
+    entries.emplace_back(triage::kServiceEntry,
+                         "===== Total Cnt of GetDebugInfo: 1, Latest DebugDescList index: 1 ===\n");
+    return entries;
+}
+
+// From the header of the main text: where main_entry.txt says, else the
+// older layout's top-level bugreport*.txt; before dumpstate's first section.
+TEST_F(TriageProgramTest, ReadsEachBugreportsBuildAndTime) {
+    const std::string header = dumpstateHeader("2026-11-06 14:06:13", "'" + kFingerprint + "'");
+    struct Case {
+        const char* name;
+        std::vector<std::pair<std::string, std::string>> entries;
+        std::string build;
+        std::string takenAt;
+    };
+    for (const Case& c : {
+                 Case{"android12",
+                      {{"version.txt", "2.0"},
+                       {"main_entry.txt", "bugreport-tv-SP1A-2026-11-06-14-06-13.txt\n"},
+                       {"bugreport-early.txt", dumpstateHeader("2020-01-01 00:00:00", "'x'")},
+                       {"bugreport-tv-SP1A-2026-11-06-14-06-13.txt", header + "log\n"}},
+                      kFingerprint,
+                      "2026-11-06T14:06:13"},
+                 Case{"older", {{"bugreport-x.txt", header}}, kFingerprint, "2026-11-06T14:06:13"},
+                 Case{"no header", {{"bugreport-x.txt", "01-01 log line\n"}}, "", ""},
+                 Case{"after the first section",
+                      {{"bugreport-x.txt", "------ LOG ------\n" + header}},
+                      "",
+                      ""},
+                 Case{"fingerprint of another shape",
+                      {{"bugreport-x.txt", dumpstateHeader("2026-11-06 14:06:13", "'tv-42'")}},
+                      "tv-42",
+                      "2026-11-06T14:06:13"},
+                 Case{"date of another shape",
+                      {{"bugreport-x.txt", dumpstateHeader("Fri Nov  6 14:06:13 2026", "'x'")}},
+                      "x",
+                      "Fri Nov  6 14:06:13 2026"},
+                 Case{"markup",
+                      {{"bugreport-x.txt", dumpstateHeader("2026-11-06 14:06:13",
+                                                           "'<b>larkspan</b>/p/d:12/X/1:user/k'")}},
+                      "<b>larkspan</b>/p/d:12/X/1:user/k",
+                      "2026-11-06T14:06:13"},
+         }) {
+        SCOPED_TRACE(c.name);
+        writeZip(path("report.zip"), bugreport(c.entries));
+        triage::Outcome outcome = triage::triageInput(path("report.zip"));
+        EXPECT_EQ(outcome.error, "");
+        EXPECT_EQ(outcome.build, c.build);
+        EXPECT_EQ(outcome.takenAt, c.takenAt);
+    }
+}
+
+// One report sent twice under two names is one report; the same service
+// entry under another header is another.
+TEST_F(TriageProgramTest, AReportsIdentityIsItsHeaderAndServiceEntry) {
+    auto reportAt = [](const std::string& time) {
+        return bugreport({{"bugreport-x.txt", dumpstateHeader(time, "'" + kFingerprint + "'")}});
+    };
+    writeZip(path("a.zip"), reportAt("2026-11-06 14:06:13"));
+    writeZip(path("b.zip"), reportAt("2026-11-06 14:06:14"));
+    std::filesystem::copy_file(path("a.zip"), path("a-again.zip"));
+    std::string a = triage::triageInput(path("a.zip")).identity;
+    EXPECT_EQ(triage::triageInput(path("a-again.zip")).identity, a);
+    EXPECT_NE(triage::triageInput(path("b.zip")).identity, a);
+}
+
+// The committed fleet's answer: build B's TPC share falls from 40 % to 5 %
+// while C2's moves by five points, build C is small, and no two reports are
+// one.
+TEST_F(TriageProgramTest, TheTestFleetHasItsKnownAnswer) {
+    ASSERT_EQ(run(std::string("python3 ") + C2INFO_MAKE_FLEET + " --sim " + C2INFO_SIM + " " +
+                  C2INFO_FLEET + " fleet")
+                      .status,
+              0);
+    Outcome json = run(std::string(C2INFO_TRIAGE) + " --json fleet");
+    ASSERT_EQ(json.status, 0) << json.err;
+    std::map<std::string, std::map<std::string, int>> owners;
+    std::set<std::string> times;
+    for (const auto& row : nlohmann::json::parse(json.out)) {
+        std::string build = row["build"];
+        ++owners[build.substr(build.rfind('/', build.rfind(':')) + 1, 8)][row["owner"]];
+        times.insert(row["takenAt"].get<std::string>());
+    }
+    EXPECT_EQ(owners,
+              (std::map<std::string, std::map<std::string, int>>{
+                      {"20261101", {{"TPC owner", 40}, {"C2 Owner", 30}, {"Displink owner", 30}}},
+                      {"20261108",
+                       {{"TPC owner", 5},
+                        {"C2 Owner", 35},
+                        {"Displink owner", 30},
+                        {"APK owner", 30}}},
+                      {"20261115", {{"TPC owner", 3}, {"C2 Owner", 7}}}}));
+    EXPECT_EQ(times.size(), 210u);
 }
 
 // Each is named on standard error with its reason, the others are still
@@ -408,8 +529,8 @@ TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
     mScratch.write("negative.txt", edited("( 0/ 0/", "(-1/ 0/"));
     mScratch.write("changed.txt", edited("header(", "heater("));
     mScratch.write("fake.zip", "PK not really");
-    writeZip(path("other.zip"), "bugreport.txt", "no lshal here\n");
-    writeZip(path("huge.zip"), triage::kServiceEntry, std::string(size_t{80} << 20, '\n'));
+    writeZip(path("other.zip"), {{"bugreport.txt", "no lshal here\n"}});
+    writeZip(path("huge.zip"), {{triage::kServiceEntry, std::string(size_t{80} << 20, '\n')}});
     Outcome result = run(std::string(C2INFO_TRIAGE) +
                          " good.txt empty.txt junk.txt endless.txt range.txt negative.txt "
                          "changed.txt fake.zip other.zip huge.zip missing.txt");
@@ -450,8 +571,9 @@ TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
         std::filesystem::copy_file(path("good.txt"), path(name));
     }
     const std::string header =
-            "source,entry,stream,component,inputSource,tunnel,finding,owner,complete,recordTime\n";
-    const std::string judged = ",,,,0,false,No any C2 component created,APK owner,true,\n";
+            "source,entry,build,takenAt,stream,component,inputSource,tunnel,finding,owner,complete,"
+            "recordTime\n";
+    const std::string judged = ",,,,,,0,false,No any C2 component created,APK owner,true,\n";
     EXPECT_EQ(run(std::string(C2INFO_TRIAGE) + " --csv fleet").out,
               header + "fleet/c.txt" + judged + "fleet/deeper/a.txt" + judged);
 }

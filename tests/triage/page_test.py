@@ -19,6 +19,7 @@ from pathlib import Path
 SIM, TRIAGE, CHROMIUM, SCENARIOS, SCREENSHOT = sys.argv[1:6]
 HOSTILE = {"c2.vdec.avc": "<img src=x onerror=alert(1)>\u2026",
            "c2.vdec.vp9.tunnel": "</script><script>document.title='pwned'</script>"}
+HOSTILE_BUILD = "<b>larkspan</b>/tv_product/tv_device:12/SP1A.210812.016/1:user/release-keys"
 
 
 def run(*command, stdin=None):
@@ -73,7 +74,8 @@ def main():
     inputs = []
     for scenario in ("default.json", "paused.json"):
         report = work / scenario.replace(".json", ".zip")
-        run(SIM, "--scenario", f"{SCENARIOS}/{scenario}", "--bugreport", str(report))
+        run(SIM, "--scenario", f"{SCENARIOS}/{scenario}", "--bugreport", str(report),
+            "--build", HOSTILE_BUILD)
         inputs.append(str(report))
     # A session of four dumps a second apart, its component names hostile.
     scenario = json.loads(Path(f"{SCENARIOS}/default.json").read_text())
@@ -153,7 +155,7 @@ def main():
                         counters.group(1) if counters else "")
     check("a stream younger than a second shows its counters without a change",
           values and all(now and not change for now, change in values))
-    for hostile in HOSTILE.values():
+    for hostile in [*HOSTILE.values(), HOSTILE_BUILD]:
         check(f"{hostile} shows as text", html.escape(hostile, quote=False) in dom)
     check("no markup was injected",
           "<img" not in dom and "<b>" not in dom and dom.count("<script") == 3)

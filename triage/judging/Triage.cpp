@@ -101,11 +101,30 @@ std::optional<_DiffInfo> lastChangeOf(const Pass& pass, const Snapshot& newer) {
     return std::nullopt;
 }
 
+// Only a bugreport's header has them; a text input's report keeps its shape.
+std::string buildLine(const Outcome& outcome) {
+    if (outcome.build.empty() && outcome.takenAt.empty()) return "";
+    std::string line = "  ";
+    if (!outcome.build.empty()) line += " build: " + outcome.build;
+    if (!outcome.build.empty() && !outcome.takenAt.empty()) line += ",";
+    if (!outcome.takenAt.empty()) line += " taken at " + outcome.takenAt;
+    return line + "\n";
+}
+
 }  // namespace
 
 Outcome triageText(std::string path, std::string entry, std::string_view text,
-                   const std::vector<std::string>& notes, bool withHistory) {
-    Outcome outcome{std::move(path), std::move(entry), "", "", "", "", "", {}, {}};
+                   const std::vector<std::string>& notes, bool withHistory,
+                   BugreportHeader bugreport) {
+    Outcome outcome{std::move(path),
+                    std::move(entry),
+                    std::move(bugreport.build),
+                    std::move(bugreport.takenAt),
+                    "",
+                    "",
+                    "",
+                    {},
+                    {}};
     if (text.empty()) {
         outcome.error = "empty";
         return outcome;
@@ -130,7 +149,8 @@ Outcome triageText(std::string path, std::string entry, std::string_view text,
     }
 
     outcome.report = "== " + outcome.path + (outcome.entry.empty() ? "" : ": " + outcome.entry) +
-                     "\n   records used: " + (used.empty() ? "none" : used) + "\n";
+                     "\n" + buildLine(outcome) +
+                     "   records used: " + (used.empty() ? "none" : used) + "\n";
     for (const std::string& note : notes) outcome.report += "   " + note + "\n";
     for (const std::string& dropped : dump.dropped) outcome.report += "   " + dropped + "\n";
     const Pass* header = selection.header;
@@ -156,7 +176,8 @@ Outcome triageText(std::string path, std::string entry, std::string_view text,
 Outcome triageInput(const std::string& path, bool withHistory) {
     try {
         LoadedInput input = loadInput(path);
-        Outcome outcome = triageText(path, input.entry, input.text, input.notes, withHistory);
+        Outcome outcome = triageText(path, input.entry, input.text, input.notes, withHistory,
+                                     std::move(input.header));
         outcome.identity = std::move(input.identity);
         return outcome;
     } catch (const InputError& error) {

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "BugreportHeader.h"
 #include "History.h"
 
 namespace triage {
@@ -45,10 +46,11 @@ struct Outcome {
     History history;
 };
 
-// Triage of a dump's text; `notes` (such as a cut at the size limit) go
-// into the report's header.
+// Triage of a dump's text; `notes` (such as a cut at the size limit) and a
+// bugreport's build and time go into the report's header.
 Outcome triageText(std::string path, std::string entry, std::string_view text,
-                   const std::vector<std::string>& notes, bool withHistory = false);
+                   const std::vector<std::string>& notes, bool withHistory = false,
+                   BugreportHeader bugreport = {});
 
 // One input: its zip entry or text, read and judged; what is wrong with it
 // in the outcome's error.

@@ -1,5 +1,5 @@
-// Where dumps come from: bugreport zips (only the service's entry is read),
-// text files, standard input, and directories of them.
+// Where dumps come from: bugreport zips (the service's entry and the header
+// of the main entry), text files, standard input, and directories of them.
 #pragma once
 
 #include <DumpLayout.h>
@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "BugreportHeader.h"
 
 namespace triage {
 
@@ -25,8 +27,10 @@ struct LoadedInput {
     std::string entry;  // the zip entry read; empty for text
     std::string text;
     std::vector<std::string> notes;
+    // Empty for text.
+    BugreportHeader header;
     // What makes two inputs one report, whatever they are named: a digest
-    // of what was read.
+    // of what was read, the main entry's header with the service's entry.
     std::string identity;
 };
 
@@ -36,7 +40,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Reads a zip's service entry or a text input, at most kReadLimit bytes.
+// Reads a zip's service entry, at most kReadLimit bytes, and its main
+// entry's header, or a text input.
 LoadedInput loadInput(const std::string& path);
 
 }  // namespace triage

@@ -25,6 +25,10 @@ const std::vector<Column> kColumns = {
          [](const Outcome& o, const StreamResult&) -> Cell { return o.path; }},
         {"entry", ColumnKind::kInput,
          [](const Outcome& o, const StreamResult&) -> Cell { return o.entry; }},
+        {"build", ColumnKind::kInput,
+         [](const Outcome& o, const StreamResult&) -> Cell { return o.build; }},
+        {"takenAt", ColumnKind::kInput,
+         [](const Outcome& o, const StreamResult&) -> Cell { return o.takenAt; }},
         {"stream", ColumnKind::kValue,
          [](const Outcome&, const StreamResult& s) -> Cell {
              if (!s.verdict.hasStream) return std::string();
