@@ -66,7 +66,7 @@ int follow(const std::string& path, const std::string& recordPath) {
     };
 
     const sigset_t waiting = holdStopSignals();
-    int status = 0;
+    std::string failure;
     bool ended = false;
     bool idle = false;
     while (!gStopped) {
@@ -87,8 +87,7 @@ int follow(const std::string& path, const std::string& recordPath) {
         try {
             read = input->read(&bytes);
         } catch (const InputError& error) {
-            fprintf(stderr, "c2info-triage: %s\n", error.what());
-            status = 1;
+            failure = error.what();
             break;
         }
         idle = read == FollowedInput::Read::kNothingYet;
@@ -100,7 +99,11 @@ int follow(const std::string& path, const std::string& recordPath) {
             if (screen == nullptr) break;
         }
     }
-    return status;
+    // Said once the terminal is given back.
+    screen.reset();
+    if (failure.empty()) return 0;
+    fprintf(stderr, "c2info-triage: %s\n", failure.c_str());
+    return 1;
 }
 
 }  // namespace triage
