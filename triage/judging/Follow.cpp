@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "Inputs.h"
+
 namespace triage {
 namespace {
 
@@ -105,6 +107,13 @@ void Follower::takeLine(std::string_view line, std::vector<FollowEvent>* events)
             mDump.clear();
         } else if (startsWith(text, kDifferencesEnd) || startsWith(text, kNoStreams)) {
             judgeDump(events);
+        } else if (mDump.size() > kReadLimit) {
+            // As much as any other input is read; what follows is other text.
+            events->push_back(FollowProblem{"line " + std::to_string(mDumpLine) +
+                                            ": a dump longer than " +
+                                            std::to_string(kReadLimit >> 20) + " MB"});
+            mDumpLine = 0;
+            mDump.clear();
         }
         return;
     }
