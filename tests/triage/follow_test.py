@@ -119,19 +119,25 @@ def follow_pipe(work, session):
     check(recording.read_text() == fed, "the recording differs from what was fed")
 
 
-def live_view(work, session):
+def live_view(work, session, colours):
+    """The view in a terminal of 120 x 40, then q; with NO_COLOR set unless colours."""
     (work / "session.txt").write_text(session)
-    server = ["tmux", "-f", "/dev/null", "-L", f"c2info-follow-{os.getpid()}"]
-    command = (f"cd {work} && stty -g > before && LANG=C.UTF-8 {TRIAGE} --follow session.txt; "
-               "stty -g > after; echo left; sleep 60")
+    server = ["tmux", "-f", "/dev/null", "-L", f"c2info-follow-{os.getpid()}-{colours}"]
+    (work / "after").unlink(missing_ok=True)
+    command = (f"cd {work} && stty -g > before && {'' if colours else 'NO_COLOR=1 '}"
+               f"LANG=C.UTF-8 {TRIAGE} --follow session.txt; stty -g > after; echo left; sleep 60")
     subprocess.run(server + ["new-session", "-d", "-x", "120", "-y", "40", command], check=True)
+
+    def capture(*options):
+        return subprocess.run(server + ["capture-pane", "-p", *options], capture_output=True,
+                              text=True).stdout
+
     try:
         screen = ""
         deadline = time.monotonic() + 20
         while "TPC owner" not in screen and time.monotonic() < deadline:
             time.sleep(0.2)
-            screen = subprocess.run(server + ["capture-pane", "-p"], capture_output=True,
-                                    text=True).stdout
+            screen = capture()
         rows = {line.split()[0]: line for line in screen.splitlines()
                 if re.match(r"\d+ +c2\.vdec", line)}
         check(set(rows) == {"1", "2"}, f"the rows are not the two streams:\n{screen}")
@@ -140,13 +146,15 @@ def live_view(work, session):
               f"the tunnel's row: {tunnel!r}")
         check(re.search("[▁▂▃▄▅▆▇█]{2}$", tunnel.rstrip()), f"no sparkline in {tunnel!r}")
         check("c2.vdec.hevc.tunnel: 1920x1080 -> 3840x2160" in screen, "no change in the log")
+        owners = dict(re.findall(r"\x1b\[(3\dm)(TPC owner|C2BWM Owner)", capture("-e")))
+        check(len(set(owners)) == (2 if colours else 0),
+              f"verdict colours {owners} {'with' if colours else 'without'} colours")
         subprocess.run(server + ["send-keys", "q"], check=True)
         deadline = time.monotonic() + 10
         while not (work / "after").exists() and time.monotonic() < deadline:
             time.sleep(0.1)
         time.sleep(0.2)
-        screen = subprocess.run(server + ["capture-pane", "-p"], capture_output=True,
-                                text=True).stdout
+        screen = capture()
         check("left" in screen and "TPC owner" not in screen, f"q did not leave:\n{screen}")
         check((work / "before").read_text() == (work / "after").read_text(),
               "the terminal's settings differ after q")
@@ -159,7 +167,8 @@ def main():
         work = Path(directory)
         session = story_session(work)
         follow_pipe(work, session)
-        live_view(work, session)
+        live_view(work, session, colours=True)
+        live_view(work, session, colours=False)
     print(f"{0 if failures else 1} passed, {len(failures)} failed")
     return 1 if failures else 0
 

@@ -69,7 +69,7 @@ LiveScreen::LiveScreen(SCREEN* screen, FILE* keys, std::string input)
     : mScreen(screen),
       mKeys(keys),
       mInput(std::move(input)),
-      mColours(has_colors() && getenv("NO_COLOR") == nullptr) {
+      mColours(has_colors() && (getenv("NO_COLOR") == nullptr || *getenv("NO_COLOR") == '\0')) {
     cbreak();
     noecho();
     nodelay(stdscr, TRUE);
