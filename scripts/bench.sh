@@ -38,6 +38,7 @@ build/release/bench/triage_benchmark "$bugreports" --benchmark_filter=. "$@"
 # session of four streams (five seconds recorded, its last dump repeated a
 # second apart: the charts are flat, the amount is real). Then each page's
 # size and the milliseconds it takes to be drawn in headless Chromium.
+# Last, --follow from a 16-stream dump's last byte to its change lines.
 cmake --build build/release --target page_benchmark c2info-triage
 fleet=build/release/fleet
 session=build/release/session-30min.txt
@@ -76,3 +77,5 @@ for input in "$fleet" "$session"; do
         "file://$PWD/$page" 2> /dev/null | grep -o 'data-ready="[0-9.]*"' | grep -o '[0-9.]*')
     echo "$page: $(stat -c %s "$page") bytes, drawn in ${ready:-?} ms"
 done
+cmake --build build/release --target follow_benchmark
+build/release/bench/follow_benchmark "$@"

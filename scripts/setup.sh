@@ -8,13 +8,14 @@ set -euo pipefail
 
 # The host programs: the service they link, its generated interfaces,
 # CLI11, which parses their command lines, Chart.js, which c2info-triage
-# builds into its page, and dpkg-shlibdeps, which declares their Debian
-# package's dependencies.
+# builds into its page, ncurses, which draws its live view, and
+# dpkg-shlibdeps, which declares their Debian package's dependencies. The
+# tests run that view in tmux.
 packages=(
     g++ cmake ninja-build
     android-libutils-dev android-libcutils-dev android-liblog-dev android-libbase-dev
     hidl-gen libyuv-dev libpng-dev nlohmann-json3-dev libedit-dev libzip-dev libjs-chart.js
-    libcli11-dev
+    libcli11-dev libncurses-dev
     dpkg-dev
 )
 full=true
@@ -22,7 +23,7 @@ full=true
 if $full; then
     packages+=(
         blueprint-tools libgtest-dev libgmock-dev libbenchmark-dev
-        chromium-headless-shell python3
+        chromium-headless-shell python3 tmux
         clang libclang-rt-14-dev libc++-14-dev libc++abi-14-dev libc6-dev-armhf-cross
         g++-arm-linux-gnueabihf qemu-user
         android-libutils-dev:armhf android-libcutils-dev:armhf android-liblog-dev:armhf

@@ -2,6 +2,8 @@
 // lshal debug console. See declareOptions() and the README.
 #include <android/log.h>
 #include <cutils/properties.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -141,7 +143,9 @@ failed, 2 on a usage or scenario error.)");
                        "--session", [options](const std::string& file) { options->session = file; },
                        "write what an engineer's loop at a TV records: --enable,\n"
                        "then a --dump each second for the scenario's seconds (it\n"
-                       "takes that long); c2info-triage --html draws its history")
+                       "takes that long); c2info-triage --html draws its history;\n"
+                       "- writes it to standard output as it happens, for\n"
+                       "c2info-triage --follow -")
                     ->type_name("FILE");
     console->excludes(request, bugreport, session);
     request->excludes(bugreport, session);
@@ -183,8 +187,10 @@ int writeBugreport(sim::Simulation& simulation, const Options& options) {
 
 // As `lshal debug ... --enable` and then `while sleep 1; do lshal debug ...
 // --dump; done` would record it, each dump written as it comes.
-int writeSession(sim::Simulation& simulation, const std::string& path) {
-    std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "we"), fclose);
+// "-" writes to standardOutput.
+int writeSession(sim::Simulation& simulation, const std::string& path, int standardOutput) {
+    std::unique_ptr<FILE, int (*)(FILE*)> file(
+            path == "-" ? fdopen(standardOutput, "w") : fopen(path.c_str(), "we"), fclose);
     if (!file) {
         sim::announce("c2info-sim: %s: %s", path.c_str(), strerror(errno));
         return 1;
@@ -205,7 +211,7 @@ int writeSession(sim::Simulation& simulation, const std::string& path) {
         sim::announce("c2info-sim: %s: %s", path.c_str(), strerror(errno));
         return 1;
     }
-    sim::announce("c2info-sim: wrote %s", path.c_str());
+    if (path != "-") sim::announce("c2info-sim: wrote %s", path.c_str());
     return 0;
 }
 
@@ -224,6 +230,16 @@ int run(const Options& options) {
         return kUsageError;
     }
 
+    // A session written to standard output goes down the pipe alone: what
+    // the application says goes to standard error from the start.
+    int standardOutput = STDOUT_FILENO;
+    if (options.session == "-") {
+        standardOutput = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+        if (standardOutput < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+            sim::announce("c2info-sim: standard output: %s", strerror(errno));
+            return 1;
+        }
+    }
     sim::Simulation simulation(std::move(*scenario));
     if (!simulation.start()) return 1;
     if (options.words) {
@@ -231,7 +247,7 @@ int run(const Options& options) {
         return 0;
     }
     if (options.bugreport) return writeBugreport(simulation, options);
-    if (options.session) return writeSession(simulation, *options.session);
+    if (options.session) return writeSession(simulation, *options.session, standardOutput);
     return options.console ? sim::runConsole(simulation) : sim::runShow(simulation);
 }
 

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "Following.h"
 #include "HtmlPage.h"
 #include "Inputs.h"
 #include "Listing.h"
@@ -30,6 +31,8 @@ struct Options {
     unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
     std::string htmlPath;
     std::vector<std::string> inputs;
+    std::string followed;
+    std::string recordPath;
 };
 
 // One declaration gives the command line its rules and its usage text.
@@ -76,12 +79,28 @@ be written, 2 on a usage error.)");
                         options->listing = ListingFormat::kRefusalsOnly;
                         options->html = true;
                     });
-    json->excludes(csv, html);
-    csv->excludes(html);
+    CLI::Option* follow =
+            app.add_option("--follow", options->followed,
+                           "judge a recording as it is written (- for a pipe, or a file\n"
+                           "an adb loop writes into, read from its start): each dump as\n"
+                           "soon as it ends, a line per change of a stream on a pipe, a\n"
+                           "live view of the streams on a terminal (q quits)")
+                    ->type_name("INPUT");
+    app.add_option("--record", options->recordPath,
+                   "with --follow, write every byte read to FILE as it arrives")
+            ->type_name("FILE")
+            ->needs(follow);
+    json->excludes(csv, html, follow);
+    csv->excludes(html, follow);
+    html->excludes(follow);
     app.add_option("--jobs", options->jobs, "inputs read at once (default: the machine's cores)")
             ->type_name("N")
             ->check(CLI::Range(1u, 256u));
-    app.add_option("INPUT", options->inputs, "what to read, see below")->required();
+    CLI::Option* inputs = app.add_option("INPUT", options->inputs, "what to read, see below");
+    inputs->excludes(follow);
+    app.final_callback([options] {
+        if (options->inputs.empty() && options->followed.empty()) throw CLI::RequiredError("INPUT");
+    });
 }
 
 // False, with the reason on standard error, when the page could not be written.
@@ -130,5 +149,6 @@ int main(int argc, char** argv) {
         fprintf(stderr, "c2info-triage: %s (see --help)\n", error.what());
         return kUsageError;
     }
+    if (!options.followed.empty()) return triage::follow(options.followed, options.recordPath);
     return run(options);
 }

@@ -211,10 +211,10 @@ void Codec2InfoService::cmdDisable(StagedOutput& output) {
 void Codec2InfoService::cmdDump(int fd) {
     if (calledFromCallback(RankedMutex::kMain, "debug")) return;
     MuxGuard lock(mLock);
-    dprintf(fd, "%s - Dump\n", kDebugBanner);
+    dprintf(fd, "%s - %s\n", kDebugBanner, kDumpCommand);
     printSystemTime(fd, nullptr);
     if (!mDebugMonitorRunning) {
-        dprintf(fd, "%s - Dump(not enabled)\n", kDebugBanner);
+        dprintf(fd, "%s - %s%s\n", kDebugBanner, kDumpCommand, kNotEnabled);
         return;
     }
     dumpDebugInfo_l(fd);

@@ -18,9 +18,6 @@ namespace c2 {
 namespace info {
 namespace implementation {
 
-// Leads the first line of every debug command's output.
-constexpr const char* kDebugBanner = "C2 LsHal Ver-1.3";
-
 // A rule line of the dump's layout and a newline.
 void printEqualsLine(int fd);
 void printDashLine(int fd);

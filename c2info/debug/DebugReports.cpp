@@ -198,7 +198,7 @@ void Codec2InfoService::dumpDebugInfo_l(int fd) {
         printLine<kGenerationEnd, 2>(fd, static_cast<int>(index), kEqualsRule.text);
     }
     if (mDebugDescList[0].empty() && mDebugDescList[1].empty()) {
-        printSystemTime(fd, "No codec2 can dump");
+        printSystemTime(fd, kNoStreamsLabel);
         return;
     }
     printLine<kDifferencesBegin>(fd, kEqualsRule.text);

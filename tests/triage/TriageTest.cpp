@@ -17,7 +17,9 @@
 #include <random>
 #include <set>
 
+#include "ChangeLines.h"
 #include "DumpReader.h"
+#include "Follow.h"
 #include "Inputs.h"
 #include "Scenario.h"
 #include "Triage.h"
@@ -308,6 +310,101 @@ TEST(HistoryTest, TellsEachStreamsStory) {
                                        " | appears@0 | 1920x1080 -> 1280x720@1000",
                                "2: 0=" + idle + " | appears@0 | disappears@0",
                                "3: 2000=" + idle + " | appears@2000"}));
+}
+
+// A --dump's output as the service prints it, without difference blocks.
+std::string dumpText(uint32_t latest, const Blocks& older, const Blocks& newest) {
+    return printedBy([](int fd) {
+               dprintf(fd, "%s - %s\nSystem Time: 11-25 03:00:00.000\n", service::kDebugBanner,
+                       service::kDumpCommand);
+           }) +
+           passText(latest, older, newest) + printedBy([](int fd) {
+               service::printLine<service::kDifferencesBegin>(fd, service::kEqualsRule.text);
+               service::printLine<service::kDifferencesEnd>(fd, service::kEqualsRule.text);
+           });
+}
+
+std::string eventsOf(const std::vector<triage::FollowEvent>& events) {
+    std::string text;
+    for (const triage::FollowEvent& event : events) {
+        if (const auto* problem = std::get_if<triage::FollowProblem>(&event)) {
+            text += "! " + problem->what + "\n";
+            continue;
+        }
+        const auto& dump = std::get<triage::FollowedDump>(event);
+        text += "@" + std::to_string(dump.firstLine) + "\n";
+        for (const auto& change : dump.changes) text += triage::changeLine(change) + "\n";
+    }
+    return text;
+}
+
+// A recording followed as it is written: each dump judged when its last
+// line arrives, not when the next begins; what is not a whole dump is named
+// with its line in the input and skipped.
+TEST(FollowTest, JudgesEachDumpAtItsLastLine) {
+    auto playing = [](time_t second) {
+        _DebugDescription d = recordAt(second);
+        d.component = "c2.vdec.avc";
+        return d;
+    };
+    _DebugDescription releasing = playing(101);
+    releasing.releasing = 1;
+    releasing.width = 1280;
+    releasing.height = 720;
+    std::string first = dumpText(1, {}, {{1, playing(100)}});
+    std::string second = dumpText(0, {{1, playing(100)}}, {{1, releasing}, {2, playing(101)}});
+    std::string unreadable = dumpText(1, {}, {{2, playing(102)}});
+    unreadable.replace(unreadable.find(") [1920"), 7, ") {1920");
+    std::string cut = second.substr(0, second.find("Diff Begin"));
+    const std::string idle = "C2BWM Owner or displink owner";
+    struct Case {
+        const char* what;
+        std::string fed;
+        // {N} is the first line fed, {P} the case before's, {C} the cut dump's.
+        std::string events;
+    } cases[] = {
+            {"the service's output before the first dump",
+             "C2 LsHal Ver-1.3 - Enable\nSystem Time: 11-25 03:00:00.000\n", ""},
+            {"a dump cut anywhere, not yet ended", first.substr(0, 1000), ""},
+            {"its last line", first.substr(1000),
+             "@3\n01-01 00:01:40.000 strId(1) c2.vdec.avc: appears (1920x1080, " + idle + ")\n"},
+            {"the next", second,
+             "@{N}\n01-01 00:01:41.000 strId(1) c2.vdec.avc: 1920x1080 -> 1280x720\n"
+             "01-01 00:01:41.000 strId(1) c2.vdec.avc: " +
+                     idle +
+                     " -> C2 Owner (C2 releasing and stuck in state:0)\n"
+                     "01-01 00:01:41.000 strId(2) c2.vdec.avc: appears (1920x1080, " +
+                     idle + ")\n"},
+            {"other text", "adb: device offline\nadb: waiting\n", ""},
+            {"a dump cut short in a line the next begins in", cut,
+             "! line {P}-{P+1}: not the service's output\n"},
+            {"an unreadable dump", unreadable,
+             "! line {C}: a dump cut short, the next began at line {N}\n! line {N+9}: not "
+             "understood\n"},
+            {"a dump the first stream is gone from", dumpText(0, {}, {{2, playing(103)}}),
+             "@{N}\n01-01 00:01:43.000 strId(1) c2.vdec.avc: goes\n"},
+            {"a dump the input ends in", "C2 LsHal Ver-1.3 - Dump\nSystem", ""},
+    };
+    triage::Follower follower("t");
+    long line = 1, before = 0, cutAt = 0;
+    for (const Case& c : cases) {
+        std::string events = c.events;
+        for (auto [mark, value] : {std::pair{"{N}", line},
+                                   {"{N+1}", line + 1},
+                                   {"{N+9}", line + 9},
+                                   {"{P}", before},
+                                   {"{P+1}", before + 1},
+                                   {"{C}", cutAt}}) {
+            for (size_t at; (at = events.find(mark)) != std::string::npos;)
+                events.replace(at, strlen(mark), std::to_string(value));
+        }
+        EXPECT_EQ(eventsOf(follower.feed(c.fed)), events) << c.what;
+        if (c.fed == cut) cutAt = line;
+        before = line;
+        line += std::count(c.fed.begin(), c.fed.end(), '\n');
+    }
+    EXPECT_EQ(eventsOf(follower.finish()), "! line " + std::to_string(line - 1) +
+                                                   ": a dump cut short by the end of the input\n");
 }
 
 using c2info_test::Outcome;

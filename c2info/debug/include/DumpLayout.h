@@ -25,6 +25,15 @@ namespace implementation {
 inline constexpr char kServiceEntry[] =
         "lshal-debug/vendor.larkspan.hardware.c2.info@1.0::ICodec2InfoService_default.txt";
 
+// Leads the first line of every debug command's output, " - " and the
+// command's name after it; --dump's is kDumpCommand, and kNotEnabled after
+// that is its only other line while the monitor is off.
+inline constexpr char kDebugBanner[] = "C2 LsHal Ver-1.3";
+inline constexpr char kDumpCommand[] = "Dump";
+inline constexpr char kNotEnabled[] = "(not enabled)";
+// The label of the system time line that ends a report without streams.
+inline constexpr char kNoStreamsLabel[] = "No codec2 can dump";
+
 // The rules that open and close a block and part its sections.
 inline constexpr int kRuleLength = 99;
 struct Rule {
