@@ -8,13 +8,13 @@ set -euo pipefail
 
 # The host programs: the service they link, its generated interfaces,
 # CLI11, which parses their command lines, Chart.js, which c2info-triage
-# builds into its page, and dpkg-shlibdeps, which declares their Debian
-# package's dependencies.
+# builds into its page, SQLite, in which it keeps its store, and
+# dpkg-shlibdeps, which declares their Debian package's dependencies.
 packages=(
     g++ cmake ninja-build
     android-libutils-dev android-libcutils-dev android-liblog-dev android-libbase-dev
     hidl-gen libyuv-dev libpng-dev nlohmann-json3-dev libedit-dev libzip-dev libjs-chart.js
-    libcli11-dev
+    libcli11-dev libsqlite3-dev
     dpkg-dev
 )
 full=true

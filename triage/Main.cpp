@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "Inputs.h"
 #include "Listing.h"
 #include "Pool.h"
+#include "StoredRun.h"
 
 namespace {
 
@@ -26,6 +28,7 @@ struct Options {
     bool html = false;
     unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
     std::string htmlPath;
+    std::string storePath;
     std::vector<std::string> inputs;
 };
 
@@ -78,7 +81,17 @@ be written, 2 on a usage error.)");
     app.add_option("--jobs", options->jobs, "inputs read at once (default: the machine's cores)")
             ->type_name("N")
             ->check(CLI::Range(1u, 256u));
-    app.add_option("INPUT", options->inputs, "what to read, see below")->required();
+    app.add_option("--db", options->storePath,
+                   "keep every report judged in FILE, a SQLite store (see the\n"
+                   "README): inputs it holds are not read again, and with no\n"
+                   "INPUT every report it holds is presented")
+            ->type_name("FILE");
+    app.add_option("INPUT", options->inputs, "what to read, see below");
+    app.callback([options] {
+        if (options->inputs.empty() && options->storePath.empty()) {
+            throw CLI::RequiredError("INPUT");
+        }
+    });
 }
 
 // False, with the reason on standard error, when the page could not be written.
@@ -91,15 +104,34 @@ bool writePage(const std::string& path, const triage::HtmlPage& page) {
 }
 
 int run(const Options& options) {
+    std::unique_ptr<triage::Store> store;
+    try {
+        if (!options.storePath.empty()) store = std::make_unique<triage::Store>(options.storePath);
+    } catch (const triage::StoreError& error) {
+        fprintf(stderr, "c2info-triage: %s: %s\n", options.storePath.c_str(), error.what());
+        return 1;
+    }
     int status = 0;
     triage::HtmlPage page;
     {
         triage::Listing listing(options.listing, stdout, stderr);
-        triage::triageInputs(triage::expandInputs(options.inputs), options.jobs, options.html,
-                             [&](triage::Outcome&& outcome) {
-                                 if (!listing.print(outcome)) status = 1;
-                                 if (options.html) page.add(outcome);
-                             });
+        auto present = [&](triage::Outcome&& outcome) {
+            if (!listing.print(outcome)) status = 1;
+            if (options.html) page.add(outcome);
+        };
+        std::vector<std::string> inputs = triage::expandInputs(options.inputs);
+        try {
+            if (!store) {
+                triage::triageInputs(inputs, options.jobs, options.html, present);
+            } else if (inputs.empty()) {
+                store->forEachReport(present);
+            } else {
+                triage::triageWithStore(*store, inputs, options.jobs, options.html, present);
+            }
+        } catch (const triage::StoreError& error) {
+            fprintf(stderr, "c2info-triage: %s: %s\n", options.storePath.c_str(), error.what());
+            status = 1;
+        }
     }
     if (options.html && !writePage(options.htmlPath, page)) status = 1;
     return status;

@@ -103,6 +103,10 @@ std::optional<_DiffInfo> lastChangeOf(const Pass& pass, const Snapshot& newer) {
 
 }  // namespace
 
+std::string reportHeading(const std::string& path, const std::string& entry) {
+    return "== " + path + (entry.empty() ? "" : ": " + entry) + "\n";
+}
+
 Outcome triageText(std::string path, std::string entry, std::string_view text,
                    const std::vector<std::string>& notes, bool withHistory) {
     Outcome outcome{std::move(path), std::move(entry), "", "", "", "", "", {}, {}};
@@ -129,8 +133,8 @@ Outcome triageText(std::string path, std::string entry, std::string_view text,
                 ") " + (time.empty() ? "(no time)" : time);
     }
 
-    outcome.report = "== " + outcome.path + (outcome.entry.empty() ? "" : ": " + outcome.entry) +
-                     "\n   records used: " + (used.empty() ? "none" : used) + "\n";
+    outcome.report = reportHeading(outcome.path, outcome.entry) +
+                     "   records used: " + (used.empty() ? "none" : used) + "\n";
     for (const std::string& note : notes) outcome.report += "   " + note + "\n";
     for (const std::string& dropped : dump.dropped) outcome.report += "   " + dropped + "\n";
     const Pass* header = selection.header;
