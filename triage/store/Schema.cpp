@@ -2,6 +2,10 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
 #include "Rows.h"
 #include "Sql.h"
 
@@ -10,13 +14,6 @@ namespace triage {
 namespace {
 
 constexpr int kBusyMs = 120000;
-
-// What a database's header and catalogue say about it.
-struct Marks {
-    int64_t applicationId;
-    int64_t version;
-    int64_t tables;
-};
 
 int64_t single(sqlite3* db, const char* sql) {
     Statement query(db, sql);
@@ -27,43 +24,31 @@ int64_t single(sqlite3* db, const char* sql) {
     return value;
 }
 
-Marks marksOf(sqlite3* db) {
-    return {single(db, "PRAGMA application_id"), single(db, "PRAGMA user_version"),
-            single(db, "SELECT count(*) FROM sqlite_master")};
+void check(int64_t applicationId, int64_t version) {
+    if (applicationId != kApplicationId) throw StoreError("not a c2info-triage store");
+    if (version > kSchemaVersion) {
+        throw StoreError("a store of a newer c2info-triage (schema " + std::to_string(version) +
+                         ", this one reads up to " + std::to_string(kSchemaVersion) + ")");
+    }
 }
 
-// A database nothing was made in yet: a store whose making was cut before
-// its first commit.
-bool isBlank(const Marks& marks) {
-    return marks.applicationId == 0 && marks.version == 0 && marks.tables == 0;
+uint32_t bigEndian(const unsigned char* bytes) {
+    return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
-void check(const Marks& marks) {
-    if (marks.applicationId != kApplicationId && !isBlank(marks)) {
+// From the database header's own bytes: opening a file as a database, even
+// to read, may roll back or recover what another program left in it.
+void checkExisting(const std::string& path) {
+    unsigned char header[100];
+    FILE* file = fopen(path.c_str(), "rb");
+    if (file == nullptr) throw StoreError(strerror(errno));
+    size_t got = fread(header, 1, sizeof(header), file);
+    fclose(file);
+    if (got < sizeof(header) || memcmp(header, "SQLite format 3", 16) != 0) {
         throw StoreError("not a c2info-triage store");
     }
-    if (marks.version > kSchemaVersion) {
-        throw StoreError("a store of a newer c2info-triage (schema " +
-                         std::to_string(marks.version) + ", this one reads up to " +
-                         std::to_string(kSchemaVersion) + ")");
-    }
-}
-
-// Read only, so that a file of another kind is not changed by looking.
-void checkExisting(const std::string& path) {
-    sqlite3* db = nullptr;
-    int opened = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
-    try {
-        if (opened != SQLITE_OK) throw StoreError(sqlite3_errmsg(db));
-        sqlite3_busy_timeout(db, kBusyMs);
-        check(marksOf(db));
-    } catch (const StoreError&) {
-        bool notDatabase = sqlite3_errcode(db) == SQLITE_NOTADB;
-        sqlite3_close(db);
-        if (notDatabase) throw StoreError("not a c2info-triage store");
-        throw;
-    }
-    sqlite3_close(db);
+    check(static_cast<int32_t>(bigEndian(header + 68)),
+          static_cast<int32_t>(bigEndian(header + 60)));
 }
 
 std::string createTables() {
@@ -114,13 +99,19 @@ sqlite3* openStore(const std::string& path) {
     }
     try {
         sqlite3_busy_timeout(db, kBusyMs);
-        execute(db, "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
-        // Another run may be making the same store: the first to write makes it.
+        // Made whole in one transaction of the default journal, so that a
+        // run killed while making it leaves an empty file or a store, and
+        // by the first of two runs making it at once; then written ahead,
+        // so that readers do not wait for the writer.
         execute(db, "BEGIN IMMEDIATE");
-        Marks marks = marksOf(db);
-        check(marks);
-        if (isBlank(marks)) execute(db, createTables().c_str());
+        int64_t applicationId = single(db, "PRAGMA application_id");
+        if (applicationId == 0 && single(db, "SELECT count(*) FROM sqlite_master") == 0) {
+            execute(db, createTables().c_str());
+        } else {
+            check(applicationId, single(db, "PRAGMA user_version"));
+        }
         execute(db, "COMMIT");
+        execute(db, "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
     } catch (const StoreError&) {
         sqlite3_close(db);
         throw;
