@@ -338,6 +338,15 @@ TEST_F(TriageProgramTest, ABugreportOfTheSimulatorGetsItsOwners) {
                               {"APK owner", true},
                               {"C2 Owner or Displink Owner", false},
                               {"C2BWM Owner or displink owner", false}}));
+
+    // Kept in a store, it is presented as it was read: the text, and the
+    // page with each stream's detail.
+    const std::string triage = std::string(C2INFO_TRIAGE) + " ";
+    ASSERT_EQ(run(triage + "--db store.db " + zip).status, 0);
+    EXPECT_EQ(run(triage + "--db store.db").out, text.out);
+    run(triage + "--html read.html " + zip);
+    run(triage + "--db store.db --html stored.html");
+    EXPECT_TRUE(c2info_test::slurp(path("read.html")) == c2info_test::slurp(path("stored.html")));
 }
 
 // Pending VDEC is derived once, as the dump's printer derives it: where

@@ -17,20 +17,41 @@ void triageWithStore(Store& store, const std::vector<std::string>& inputs, unsig
         unknown.push_back(inputs[i]);
         unknownAt.push_back(i);
     }
+    // A store that fails mid-run (a full disk, a lock held past the busy
+    // timeout) is told at the end: nothing may throw through the pool, and
+    // every input is still printed, those it knew read afresh.
+    std::optional<StoreError> failure;
+    auto withStore = [&](const std::function<void()>& use) {
+        if (failure) return false;
+        try {
+            use();
+            return true;
+        } catch (const StoreError& error) {
+            failure = error;
+            return false;
+        }
+    };
     size_t next = 0;
     auto takeKnownBefore = [&](size_t end) {
-        for (; next < end; ++next) take(store.find(*stamps[next]));
+        for (; next < end; ++next) {
+            Outcome outcome;
+            if (!withStore([&] { outcome = store.find(*stamps[next]); })) {
+                outcome = triageInput(inputs[next], withHistory);
+            }
+            take(std::move(outcome));
+        }
     };
     size_t judged = 0;
     triageInputs(unknown, jobs, withHistory, [&](Outcome&& outcome) {
         size_t at = unknownAt[judged++];
         takeKnownBefore(at);
-        store.add(stamps[at], outcome);
+        withStore([&] { store.add(stamps[at], outcome); });
         take(std::move(outcome));
         next = at + 1;
     });
     takeKnownBefore(inputs.size());
-    store.flush();
+    withStore([&] { store.flush(); });
+    if (failure) throw *failure;
 }
 
 }  // namespace triage
