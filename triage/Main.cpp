@@ -53,8 +53,8 @@ says so with what the dump does show, names every owner still possible,
 and marks that stream's verdict incomplete.
 
 Exit status: 0 when every input held the service's dump, 1 when some did
-not (each named on standard error with the reason) or the page could not
-be written, 2 on a usage error.)");
+not (each named on standard error with the reason), the page could not
+be written or the store could not be opened or written, 2 on a usage error.)");
     app.get_formatter()->column_width(15);
     // A repeated option counts as given last, so that a command line can
     // override what a script or an alias put before it.

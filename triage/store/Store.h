@@ -41,9 +41,9 @@ public:
     // The outcome of an input read before, as its own reading would have
     // given it (without a recording's history, which is not kept).
     Outcome find(const InputStamp& input);
-    // Kept with the next batch; an outcome without a stamp keeps only its
-    // report, and so does one of an input that could not be read at all,
-    // so that the next run tries it again.
+    // Kept with the next batch. Of standard input only the report is kept;
+    // of an input refused before a dump was read from it, nothing, so that
+    // the next run tries it again.
     void add(const std::optional<InputStamp>& input, const Outcome& outcome);
     // Writes what add() kept so far.
     void flush();
