@@ -99,10 +99,10 @@ sqlite3* openStore(const std::string& path) {
     }
     try {
         sqlite3_busy_timeout(db, kBusyMs);
-        // Made whole in one transaction of the default journal, so that a
-        // run killed while making it leaves an empty file or a store, and
-        // by the first of two runs making it at once; then written ahead,
-        // so that readers do not wait for the writer.
+        // Made in one transaction of the default journal, by the first of
+        // two runs making it at once, so that a run killed while making it
+        // leaves an empty file or a whole store; then written ahead, so
+        // that readers do not wait for the writer.
         execute(db, "BEGIN IMMEDIATE");
         int64_t applicationId = single(db, "PRAGMA application_id");
         if (applicationId == 0 && single(db, "SELECT count(*) FROM sqlite_master") == 0) {
