@@ -8,14 +8,14 @@ set -euo pipefail
 
 # The host programs: the service they link, its generated interfaces,
 # CLI11, which parses their command lines, Chart.js, which c2info-triage
-# builds into its page, ncurses, which draws its live view, and
-# dpkg-shlibdeps, which declares their Debian package's dependencies. The
-# tests run that view in tmux.
+# builds into its page, ncurses, which draws its live view, SQLite, in
+# which it keeps its store, and dpkg-shlibdeps, which declares their Debian
+# package's dependencies. The tests run the live view in tmux.
 packages=(
     g++ cmake ninja-build
     android-libutils-dev android-libcutils-dev android-liblog-dev android-libbase-dev
     hidl-gen libyuv-dev libpng-dev nlohmann-json3-dev libedit-dev libzip-dev libjs-chart.js
-    libcli11-dev libncurses-dev
+    libcli11-dev libncurses-dev libsqlite3-dev
     dpkg-dev
 )
 full=true

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,6 +18,7 @@
 #include "Listing.h"
 #include "Pool.h"
 #include "Progress.h"
+#include "StoredRun.h"
 
 namespace {
 
@@ -30,6 +32,7 @@ struct Options {
     bool html = false;
     unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
     std::string htmlPath;
+    std::string storePath;
     std::vector<std::string> inputs;
     std::string followed;
     std::string recordPath;
@@ -56,8 +59,8 @@ says so with what the dump does show, names every owner still possible,
 and marks that stream's verdict incomplete.
 
 Exit status: 0 when every input held the service's dump, 1 when some did
-not (each named on standard error with the reason) or the page could not
-be written, 2 on a usage error.)");
+not (each named on standard error with the reason), the page could not
+be written or the store could not be opened or written, 2 on a usage error.)");
     app.get_formatter()->column_width(15);
     // A repeated option counts as given last, so that a command line can
     // override what a script or an alias put before it.
@@ -96,10 +99,18 @@ be written, 2 on a usage error.)");
     app.add_option("--jobs", options->jobs, "inputs read at once (default: the machine's cores)")
             ->type_name("N")
             ->check(CLI::Range(1u, 256u));
+    CLI::Option* db = app.add_option("--db", options->storePath,
+                                     "keep every report judged in FILE, a SQLite store (see the\n"
+                                     "README): inputs it holds are not read again, and with no\n"
+                                     "INPUT every report it holds is presented")
+                              ->type_name("FILE");
+    db->excludes(follow);
     CLI::Option* inputs = app.add_option("INPUT", options->inputs, "what to read, see below");
     inputs->excludes(follow);
     app.final_callback([options] {
-        if (options->inputs.empty() && options->followed.empty()) throw CLI::RequiredError("INPUT");
+        if (options->inputs.empty() && options->followed.empty() && options->storePath.empty()) {
+            throw CLI::RequiredError("INPUT");
+        }
     });
 }
 
@@ -113,6 +124,13 @@ bool writePage(const std::string& path, const triage::HtmlPage& page) {
 }
 
 int run(const Options& options) {
+    std::unique_ptr<triage::Store> store;
+    try {
+        if (!options.storePath.empty()) store = std::make_unique<triage::Store>(options.storePath);
+    } catch (const triage::StoreError& error) {
+        fprintf(stderr, "c2info-triage: %s: %s\n", options.storePath.c_str(), error.what());
+        return 1;
+    }
     int status = 0;
     triage::HtmlPage page;
     // The progress line steps aside for whatever the listing writes to the
@@ -123,12 +141,24 @@ int run(const Options& options) {
         std::vector<std::string> inputs = triage::expandInputs(options.inputs);
         triage::Listing listing(options.listing, stdout, stderr);
         triage::Progress progress(stderr, inputs.size());
-        triage::triageInputs(inputs, options.jobs, options.html, [&](triage::Outcome&& outcome) {
+        auto present = [&](triage::Outcome&& outcome) {
             if (listingOnTerminal || !outcome.error.empty()) progress.clear();
             if (!listing.print(outcome)) status = 1;
             if (options.html) page.add(outcome);
             progress.advance();
-        });
+        };
+        try {
+            if (!store) {
+                triage::triageInputs(inputs, options.jobs, options.html, present);
+            } else if (inputs.empty()) {
+                store->forEachReport(present);
+            } else {
+                triage::triageWithStore(*store, inputs, options.jobs, options.html, present);
+            }
+        } catch (const triage::StoreError& error) {
+            fprintf(stderr, "c2info-triage: %s: %s\n", options.storePath.c_str(), error.what());
+            status = 1;
+        }
     }
     if (options.html && !writePage(options.htmlPath, page)) status = 1;
     return status;

@@ -6,6 +6,7 @@
 #include <Harness.h>
 #include <android/log.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <zip.h>
@@ -16,6 +17,7 @@
 #include <nlohmann/json.hpp>
 #include <random>
 #include <set>
+#include <sstream>
 
 #include "ChangeLines.h"
 #include "DumpReader.h"
@@ -477,6 +479,15 @@ TEST_F(TriageProgramTest, ABugreportOfTheSimulatorGetsItsOwners) {
                               {"APK owner", true},
                               {"C2 Owner or Displink Owner", false},
                               {"C2BWM Owner or displink owner", false}}));
+
+    // Kept in a store, it is presented as it was read: the text, and the
+    // page with each stream's detail.
+    const std::string triage = std::string(C2INFO_TRIAGE) + " ";
+    ASSERT_EQ(run(triage + "--db store.db " + zip).status, 0);
+    EXPECT_EQ(run(triage + "--db store.db").out, text.out);
+    run(triage + "--html read.html " + zip);
+    run(triage + "--db store.db --html stored.html");
+    EXPECT_TRUE(c2info_test::slurp(path("read.html")) == c2info_test::slurp(path("stored.html")));
 }
 
 // Pending VDEC is derived once, as the dump's printer derives it: where
@@ -673,6 +684,130 @@ TEST_F(TriageProgramTest, HostileInputsAreNamedWithTheirReason) {
     const std::string judged = ",,,,,,0,false,No any C2 component created,APK owner,true,\n";
     EXPECT_EQ(run(std::string(C2INFO_TRIAGE) + " --csv fleet").out,
               header + "fleet/c.txt" + judged + "fleet/deeper/a.txt" + judged);
+}
+
+// Asks a store as anyone with sqlite3 would: the first column of each row,
+// or SQLite's complaint.
+std::string askStore(const std::string& db, const char* sql) {
+    sqlite3* handle = nullptr;
+    std::string answer;
+    if (sqlite3_open(db.c_str(), &handle) == SQLITE_OK) {
+        sqlite3_busy_timeout(handle, 10000);
+        sqlite3_exec(
+                handle, sql,
+                [](void* text, int, char** values, char**) {
+                    *static_cast<std::string*>(text) += values[0] != nullptr ? values[0] : "NULL";
+                    return 0;
+                },
+                &answer, nullptr);
+        if (answer.empty()) answer = sqlite3_errmsg(handle);
+    }
+    sqlite3_close(handle);
+    return answer;
+}
+
+class TriageStoreTest : public TriageProgramTest {
+protected:
+    static constexpr int kInputs = 300;
+
+    // Each its own report.
+    void writeInputs() const {
+        std::filesystem::create_directories(path("in"));
+        for (int i = 0; i < kInputs; ++i) {
+            mScratch.write("in/" + std::to_string(1000 + i) + ".txt",
+                           passText(1, {}, {{1, recordAt(100 + i, i)}}));
+        }
+    }
+    static std::string triage(const std::string& arguments) {
+        return std::string(C2INFO_TRIAGE) + " " + arguments;
+    }
+};
+
+// Killed at any moment, or written by two runs at once, a store opens whole
+// and the next run completes it with every report once; a file that is not
+// a store of this schema is refused and left as it was.
+TEST_F(TriageStoreTest, NeverLosesNorDoublesAReportAndTouchesNoOtherFile) {
+    writeInputs();
+    const std::string fresh = run(triage("--json in")).out;
+    struct Case {
+        std::string name;
+        std::string during;  // "DB" stands for the store's path
+        const char* sql;     // then run on the store
+        const char* out;
+        const char* refusal;
+    };
+    std::vector<Case> cases;
+    for (const char* seconds : {"0.005", "0.02", "0.05", "0.1", "0.2"}) {
+        cases.push_back(
+                {std::string("killed after ") + seconds + " s",
+                 std::string("timeout -s KILL ") + seconds + " " + triage("--db DB in >/dev/null"),
+                 nullptr, nullptr, nullptr});
+    }
+    const std::string write = triage("--db DB in >/dev/null");
+    cases.push_back({"two writers", write + " & " + write + "; echo $?; wait $!; echo $?", nullptr,
+                     "0\n0\n", nullptr});
+    cases.push_back({"text", "echo text > DB", nullptr, "", "not a c2info-triage store"});
+    cases.push_back({"another program's database", "true", "CREATE TABLE t (x)", "",
+                     "not a c2info-triage store"});
+    cases.push_back({"a newer store", triage("--db DB in/1000.txt >/dev/null"),
+                     "PRAGMA user_version = 2", "",
+                     "a store of a newer c2info-triage (schema 2, this one reads up to 1)"});
+    for (size_t i = 0; i < cases.size(); ++i) {
+        const Case& c = cases[i];
+        SCOPED_TRACE(c.name);
+        const std::string db = "store" + std::to_string(i) + ".db";
+        std::string during = c.during;
+        for (size_t at; (at = during.find("DB")) != std::string::npos;) during.replace(at, 2, db);
+        Outcome result = run(during);
+        if (c.out != nullptr) {
+            EXPECT_EQ(result.out, c.out);
+        }
+        if (c.sql != nullptr) askStore(path(db), c.sql);
+        if (c.refusal != nullptr) {
+            const std::string before = c2info_test::slurp(path(db));
+            auto modified = std::filesystem::last_write_time(path(db));
+            Outcome refused = run(triage("--db " + db + " in"));
+            EXPECT_EQ(refused.status, 1);
+            EXPECT_EQ(refused.out, "");
+            EXPECT_EQ(refused.err, "c2info-triage: " + db + ": " + c.refusal + "\n");
+            EXPECT_EQ(c2info_test::slurp(path(db)), before);
+            EXPECT_EQ(std::filesystem::last_write_time(path(db)), modified);
+            continue;
+        }
+        // Killed before it made the file, a run leaves none.
+        if (std::filesystem::exists(path(db))) {
+            EXPECT_EQ(askStore(path(db), "PRAGMA integrity_check"), "ok");
+        }
+        EXPECT_EQ(run(triage("--db " + db + " in >/dev/null")).status, 0);
+        EXPECT_EQ(askStore(path(db), "SELECT count(*) FROM reports"), std::to_string(kInputs));
+        std::string stored = run(triage("--json --db " + db)).out;
+        EXPECT_TRUE(stored == fresh) << stored.substr(0, 1000);
+    }
+}
+
+// A second run opens none of the inputs it read before: here, each was
+// given other bytes of the same size and time. What it prints is what the
+// first run printed, and a report under a second name is kept once.
+TEST_F(TriageStoreTest, ARunReadsOnlyWhatItsStoreLacks) {
+    writeInputs();
+    std::filesystem::copy_file(path("in/1000.txt"), path("again.txt"));
+    const std::string fresh = run(triage("--json in again.txt")).out;
+    const std::string once = run(triage("--json in")).out;
+    Outcome first = run(triage("--json --db store.db in again.txt"));
+    EXPECT_EQ(first.status, 0);
+    EXPECT_TRUE(first.out == fresh) << first.out.substr(0, 1000);
+    for (const auto& file : std::filesystem::directory_iterator(path("in"))) {
+        auto modified = file.last_write_time();
+        mScratch.write("in/" + file.path().filename().string(), std::string(file.file_size(), 'x'));
+        std::filesystem::last_write_time(file.path(), modified);
+    }
+    Outcome second = run(triage("--json --db store.db in again.txt"));
+    EXPECT_EQ(second.status, 0);
+    EXPECT_EQ(second.err, "");
+    EXPECT_TRUE(second.out == fresh) << second.out.substr(0, 1000);
+    EXPECT_EQ(askStore(path("store.db"), "SELECT count(*) FROM reports"), std::to_string(kInputs));
+    const std::string stored = run(triage("--json --db store.db")).out;
+    EXPECT_TRUE(stored == once) << stored.substr(0, 1000);
 }
 
 }  // namespace

@@ -113,6 +113,10 @@ std::string buildLine(const Outcome& outcome) {
 
 }  // namespace
 
+std::string reportHeading(const std::string& path, const std::string& entry) {
+    return "== " + path + (entry.empty() ? "" : ": " + entry) + "\n";
+}
+
 Outcome triageText(std::string path, std::string entry, std::string_view text,
                    const std::vector<std::string>& notes, bool withHistory,
                    BugreportHeader bugreport) {
@@ -148,8 +152,7 @@ Outcome triageText(std::string path, std::string entry, std::string_view text,
                 ") " + (time.empty() ? "(no time)" : time);
     }
 
-    outcome.report = "== " + outcome.path + (outcome.entry.empty() ? "" : ": " + outcome.entry) +
-                     "\n" + buildLine(outcome) +
+    outcome.report = reportHeading(outcome.path, outcome.entry) + buildLine(outcome) +
                      "   records used: " + (used.empty() ? "none" : used) + "\n";
     for (const std::string& note : notes) outcome.report += "   " + note + "\n";
     for (const std::string& dropped : dump.dropped) outcome.report += "   " + dropped + "\n";

@@ -46,6 +46,9 @@ struct Outcome {
     History history;
 };
 
+// The report's first line, which names the input it was read from.
+std::string reportHeading(const std::string& path, const std::string& entry);
+
 // Triage of a dump's text; `notes` (such as a cut at the size limit) and a
 // bugreport's build and time go into the report's header.
 Outcome triageText(std::string path, std::string entry, std::string_view text,

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 
+#include "Detail.h"
 #include "Rows.h"
 
 namespace triage {
@@ -15,44 +17,10 @@ namespace {
 using ::vendor::larkspan::hardware::c2::info::implementation::decoderPending;
 using ::vendor::larkspan::hardware::c2::info::implementation::inputSourceName;
 using ::vendor::larkspan::hardware::c2::info::implementation::OwnerLine;
-using ::vendor::larkspan::hardware::c2::info::implementation::OwnerLineKind;
 
 // Two decimals are all a person reads off a rate, and keep the data small.
 double rounded(double value) {
     return std::round(value * 100) / 100;
-}
-
-struct Counter {
-    const char* name;
-    const char* label;
-    bool sideBandOnly;
-};
-
-// The counters a detail shows beside their change over the last second, in
-// order; a record and a difference name these members alike, and pending
-// VDEC is derived as the difference block derives it.
-template <typename Counts, typename Visit>
-void visitCounters(const Counts& c, Visit visit) {
-    visit(Counter{"decode", "decode", false}, c.decode);
-    visit(Counter{"input", "input", false}, c.input);
-    visit(Counter{"push", "push", false}, c.push);
-    visit(Counter{"pop", "pop", false}, c.pop);
-    visit(Counter{"skip", "skip", false}, c.skip);
-    visit(Counter{"queue", "queue", false}, c.queue);
-    visit(Counter{"get", "get", false}, c.get);
-    visit(Counter{"drop", "drop", false}, c.drop);
-    visit(Counter{"inputLate", "inputLate", false}, c.inputLate);
-    visit(Counter{"decodeLate", "decodeLate", false}, c.decodeLate);
-    visit(Counter{"fbLate", "fbLate", false}, c.fbLate);
-    visit(Counter{"inputFps", "inputFps", false}, rounded(c.inputFps));
-    visit(Counter{"decodeFps", "decodeFps", false}, rounded(c.decodeFps));
-    visit(Counter{"pendingES", "pendingES", false}, c.pendingES);
-    visit(Counter{"pendingFB", "pendingFB", false}, c.pendingFB);
-    visit(Counter{"pendingVDEC", "pendingVDEC (pop - skip - get)", false},
-          decoderPending(c.pop, c.skip, c.get));
-    visit(Counter{"queueCnt", "queueCnt", true}, c.queueCnt);
-    visit(Counter{"flipCnt", "flipCnt", true}, c.flipCnt);
-    visit(Counter{"pendingRender", "pendingRender", true}, c.pendingRender);
 }
 
 // The values in the order of visitCounters(); null where the stream has
@@ -61,38 +29,24 @@ template <typename Counts>
 nlohmann::json countersOf(const Counts& c, bool sideBand) {
     nlohmann::json values = nlohmann::json::array();
     visitCounters(c, [&](const Counter& counter, auto value) {
-        values.push_back(counter.sideBandOnly && !sideBand ? nlohmann::json()
-                                                           : nlohmann::json(value));
+        if (counter.sideBandOnly && !sideBand) {
+            values.push_back(nullptr);
+        } else if constexpr (std::is_floating_point_v<decltype(value)>) {
+            values.push_back(rounded(value));
+        } else {
+            values.push_back(value);
+        }
     });
     return values;
 }
 
 nlohmann::json counterNames() {
     nlohmann::json names = nlohmann::json::array();
-    visitCounters(_DiffInfo{}, [&](const Counter& counter, auto) {
+    const _DiffInfo none{};
+    visitCounters(none, [&](const Counter& counter, auto) {
         names.push_back({counter.name, counter.label});
     });
     return names;
-}
-
-const char* lineKindName(OwnerLineKind kind) {
-    switch (kind) {
-        case OwnerLineKind::kStreamHeader:
-            return "streamHeader";
-        case OwnerLineKind::kPassed:
-            return "passed";
-        case OwnerLineKind::kFinding:
-            return "finding";
-        case OwnerLineKind::kNote:
-            return "note";
-        case OwnerLineKind::kDispatch:
-            return "dispatch";
-        case OwnerLineKind::kUndecidable:
-            return "undecidable";
-        case OwnerLineKind::kContinue:
-            return "continue";
-    }
-    return "";
 }
 
 // The history's counts a second, from each point's change.

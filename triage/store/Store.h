@@ -1,0 +1,63 @@
+// The store of c2info-triage --db: every report judged, kept in a SQLite
+// file that a night's run only adds to, so that a month of bugreports is
+// read once and outlives the zips. The README describes its tables.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Sql.h"
+#include "Triage.h"
+
+namespace triage {
+
+// An input file as it was when read: another size or modification time
+// is another input.
+struct InputStamp {
+    std::string path;
+    int64_t size;
+    int64_t mtimeNs;
+};
+
+// None for standard input and for a path that cannot be looked at.
+std::optional<InputStamp> stampOf(const std::string& path);
+
+class Store {
+public:
+    // Opens the store, or makes one of an absent or empty file. A file that
+    // is not a store, or is one of a newer schema, is left as it was.
+    explicit Store(const std::string& path);
+    ~Store();
+    Store(const Store&) = delete;
+    Store& operator=(const Store&) = delete;
+
+    bool knows(const InputStamp& input);
+    // The outcome of an input read before, as its own reading would have
+    // given it (without a recording's history, which is not kept).
+    Outcome find(const InputStamp& input);
+    // Kept with the next batch. Of standard input only the report is kept;
+    // of an input refused before a dump was read from it, nothing, so that
+    // the next run tries it again.
+    void add(const std::optional<InputStamp>& input, const Outcome& outcome);
+    // Writes what add() kept so far.
+    void flush();
+    // Every report, in the order each was first added.
+    void forEachReport(const std::function<void(Outcome&&)>& take);
+
+private:
+    // Each within the batch's transaction.
+    void addOne(const std::optional<InputStamp>& input, const Outcome& outcome);
+    int64_t insertReport(const Outcome& outcome);
+    Outcome loadReport(int64_t report);
+
+    sqlite3* mDb = nullptr;
+    std::vector<std::pair<std::optional<InputStamp>, Outcome>> mPending;
+};
+
+}  // namespace triage
