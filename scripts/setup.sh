@@ -7,14 +7,15 @@
 set -euo pipefail
 
 # The host programs: the service they link, its generated interfaces,
-# CLI11, which parses their command lines, Chart.js, which c2info-triage
+# CLI11, which parses their command lines, Boost.Math, whose distributions
+# the release view's statistics use, Chart.js, which c2info-triage
 # builds into its page, and dpkg-shlibdeps, which declares their Debian
 # package's dependencies.
 packages=(
     g++ cmake ninja-build
     android-libutils-dev android-libcutils-dev android-liblog-dev android-libbase-dev
     hidl-gen libyuv-dev libpng-dev nlohmann-json3-dev libedit-dev libzip-dev libjs-chart.js
-    libcli11-dev
+    libcli11-dev libboost-math-dev
     dpkg-dev
 )
 full=true
