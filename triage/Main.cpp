@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "ByBuild.h"
+#include "Fleet.h"
 #include "HtmlPage.h"
 #include "Inputs.h"
 #include "Listing.h"
@@ -24,6 +26,7 @@ struct Options {
     // With a page, only refused inputs are listed.
     ListingFormat listing = ListingFormat::kText;
     bool html = false;
+    bool byBuild = false;
     unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
     std::string htmlPath;
     std::vector<std::string> inputs;
@@ -73,8 +76,15 @@ be written, 2 on a usage error.)");
                         options->listing = ListingFormat::kRefusalsOnly;
                         options->html = true;
                     });
+    CLI::Option* byBuild =
+            app.add_flag("--by-build", options->byBuild,
+                         "instead of a row per stream, the release health: per build in\n"
+                         "rollout order, the share of reports per module with its 95 %\n"
+                         "interval and the change a Fisher test carries; the findings'\n"
+                         "first and last build (as a table with --json or --csv)");
     json->excludes(csv, html);
     csv->excludes(html);
+    byBuild->excludes(html);
     app.add_option("--jobs", options->jobs, "inputs read at once (default: the machine's cores)")
             ->type_name("N")
             ->check(CLI::Range(1u, 256u));
@@ -93,14 +103,19 @@ bool writePage(const std::string& path, const triage::HtmlPage& page) {
 int run(const Options& options) {
     int status = 0;
     triage::HtmlPage page;
+    std::vector<triage::FleetReport> fleet;
     {
-        triage::Listing listing(options.listing, stdout, stderr);
+        triage::Listing listing(options.byBuild ? ListingFormat::kRefusalsOnly : options.listing,
+                                stdout, stderr);
         triage::triageInputs(triage::expandInputs(options.inputs), options.jobs, options.html,
                              [&](triage::Outcome&& outcome) {
                                  if (!listing.print(outcome)) status = 1;
                                  if (options.html) page.add(outcome);
+                                 if (options.byBuild && outcome.error.empty())
+                                     fleet.push_back(triage::fleetReportOf(outcome));
                              });
     }
+    if (options.byBuild) triage::printByBuild(triage::judgeFleet(fleet), options.listing, stdout);
     if (options.html && !writePage(options.htmlPath, page)) status = 1;
     return status;
 }
