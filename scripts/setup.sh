@@ -23,7 +23,7 @@ full=true
 if $full; then
     packages+=(
         blueprint-tools libgtest-dev libgmock-dev libbenchmark-dev
-        chromium-headless-shell python3
+        chromium-headless-shell python3 python3-selenium chromium-driver
         clang libclang-rt-14-dev libc++-14-dev libc++abi-14-dev libc6-dev-armhf-cross
         g++-arm-linux-gnueabihf qemu-user
         android-libutils-dev:armhf android-libcutils-dev:armhf android-liblog-dev:armhf

@@ -191,6 +191,12 @@ Json byBuildJson(const FleetHealth& fleet) {
     return {{"builds", std::move(builds)}, {"findings", std::move(findings)}};
 }
 
+nlohmann::json byBuildColumns() {
+    nlohmann::json names = nlohmann::json::array();
+    for (const ModuleColumn& column : kModuleColumns) names.push_back(column.name);
+    return names;
+}
+
 void printByBuild(const FleetHealth& fleet, ListingFormat format, FILE* out) {
     switch (format) {
         case ListingFormat::kJson:
