@@ -129,6 +129,10 @@ def check_release(work, check):
                   len(shown) == len(columns) and all(
                       same(cell, row[name]) for cell, name in zip(shown, columns))
                   for shown, row in zip(table, builds)))
+        findings = [[td.text for td in tr.find_elements(By.TAG_NAME, "td")]
+                    for tr in driver.find_elements(By.CSS_SELECTOR, "#release-findings tbody tr")]
+        check("the findings' table is --by-build --json's",
+              findings == [[str(value) for value in row.values()] for row in by_build["findings"]])
         check("two builds, oldest first", list(dict.fromkeys(row["build"] for row in builds)) ==
               ["lark/tv/dev1:12/SA1/1:user/release-keys", "lark/tv/dev1:12/SA1/2:user/release-keys"])
 

@@ -192,9 +192,10 @@ Json byBuildJson(const FleetHealth& fleet) {
 }
 
 nlohmann::json byBuildColumns() {
-    nlohmann::json names = nlohmann::json::array();
-    for (const ModuleColumn& column : kModuleColumns) names.push_back(column.name);
-    return names;
+    nlohmann::json builds = nlohmann::json::array(), findings = nlohmann::json::array();
+    for (const ModuleColumn& column : kModuleColumns) builds.push_back(column.name);
+    for (const FindingColumn& column : kFindingColumns) findings.push_back(column.name);
+    return {{"builds", std::move(builds)}, {"findings", std::move(findings)}};
 }
 
 void printByBuild(const FleetHealth& fleet, ListingFormat format, FILE* out) {

@@ -13,7 +13,8 @@ namespace triage {
 // {"builds": [...], "findings": [...]}, each row an object of the columns
 // --csv has; the page's release table is this.
 nlohmann::ordered_json byBuildJson(const FleetHealth& fleet);
-// The names of a build's row, in order.
+// {"builds": [...], "findings": [...]}: the names of each table's columns,
+// in order.
 nlohmann::json byBuildColumns();
 
 void printByBuild(const FleetHealth& fleet, ListingFormat format, FILE* out);

@@ -269,11 +269,11 @@ function shownValue(value) {
 function drawReleaseTable() {
   const release = data.release;
   const head = document.querySelector('#release-builds thead tr');
-  for (const name of release.columns) head.append(el('th', name));
+  for (const name of release.columns.builds) head.append(el('th', name));
   const body = document.querySelector('#release-builds tbody');
   release.table.builds.forEach((row, i) => {
     const tr = el('tr', undefined, i % release.modules.length === 0 ? 'first' : '');
-    for (const name of release.columns) {
+    for (const name of release.columns.builds) {
       const td = el('td', shownValue(row[name]), name === 'mark' ? `mark ${row.mark}` : name);
       if (name === 'build') td.addEventListener('click', () => filterByRelease(null, row.build));
       if (name === 'module') {
@@ -284,7 +284,7 @@ function drawReleaseTable() {
     body.append(tr);
   });
   const findings = release.table.findings;
-  const findingColumns = findings.length ? Object.keys(findings[0]) : [];
+  const findingColumns = release.columns.findings;
   const findingHead = document.querySelector('#release-findings thead tr');
   for (const name of findingColumns) findingHead.append(el('th', name));
   const findingBody = document.querySelector('#release-findings tbody');
