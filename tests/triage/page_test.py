@@ -147,6 +147,14 @@ def check_release(work, check):
         driver.find_element(By.CSS_SELECTOR, "#release-filter button").click()
         check("show all shows every stream again", len(shown_rows(driver)) == len(rows))
 
+        build = driver.find_elements(By.CSS_SELECTOR, "#release-builds td.build")[-1]
+        newest = build.text
+        build.click()
+        check(f"a click on {newest} shows its streams only",
+              [row[0] for row in shown_rows(driver)] ==
+              [row["source"] for row in rows if row.get("build") == newest])
+        driver.find_element(By.CSS_SELECTOR, "#release-filter button").click()
+
         owner = rows[-1]["owner"]
         Select(driver.find_element(By.ID, "owner-filter")).select_by_value(owner)
         check(f"picking {owner} shows its streams only",
