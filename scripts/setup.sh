@@ -7,15 +7,16 @@
 set -euo pipefail
 
 # The host programs: the service they link, its generated interfaces,
-# CLI11, which parses their command lines, Chart.js, which c2info-triage
-# builds into its page, ncurses, which draws its live view, SQLite, in
-# which it keeps its store, and dpkg-shlibdeps, which declares their Debian
+# CLI11, which parses their command lines, Boost.Math, whose distributions
+# the release view's statistics use, Chart.js, which c2info-triage builds
+# into its page, ncurses, which draws its live view, SQLite, in which it
+# keeps its store, and dpkg-shlibdeps, which declares their Debian
 # package's dependencies. The tests run the live view in tmux.
 packages=(
     g++ cmake ninja-build
     android-libutils-dev android-libcutils-dev android-liblog-dev android-libbase-dev
     hidl-gen libyuv-dev libpng-dev nlohmann-json3-dev libedit-dev libzip-dev libjs-chart.js
-    libcli11-dev libncurses-dev libsqlite3-dev
+    libcli11-dev libboost-math-dev libncurses-dev libsqlite3-dev
     dpkg-dev
 )
 full=true
@@ -23,7 +24,7 @@ full=true
 if $full; then
     packages+=(
         blueprint-tools libgtest-dev libgmock-dev libbenchmark-dev
-        chromium-headless-shell python3 tmux
+        chromium-headless-shell python3 python3-selenium chromium-driver tmux
         clang libclang-rt-14-dev libc++-14-dev libc++abi-14-dev libc6-dev-armhf-cross
         g++-arm-linux-gnueabihf qemu-user
         android-libutils-dev:armhf android-libcutils-dev:armhf android-liblog-dev:armhf

@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "ByBuild.h"
+#include "Fleet.h"
 #include "Following.h"
 #include "HtmlPage.h"
 #include "Inputs.h"
@@ -30,6 +32,7 @@ struct Options {
     // With a page, only refused inputs are listed.
     ListingFormat listing = ListingFormat::kText;
     bool html = false;
+    bool byBuild = false;
     unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
     std::string htmlPath;
     std::string storePath;
@@ -93,9 +96,16 @@ be written or the store could not be opened or written, 2 on a usage error.)");
                    "with --follow, write every byte read to FILE as it arrives")
             ->type_name("FILE")
             ->needs(follow);
+    CLI::Option* byBuild =
+            app.add_flag("--by-build", options->byBuild,
+                         "instead of a row per stream, the release health: per build in\n"
+                         "rollout order, the share of reports per module with its 95 %\n"
+                         "interval and the change a Fisher test carries; the findings'\n"
+                         "first and last build (as a table with --json or --csv)");
     json->excludes(csv, html, follow);
     csv->excludes(html, follow);
     html->excludes(follow);
+    byBuild->excludes(html, follow);
     app.add_option("--jobs", options->jobs, "inputs read at once (default: the machine's cores)")
             ->type_name("N")
             ->check(CLI::Range(1u, 256u));
@@ -133,18 +143,24 @@ int run(const Options& options) {
     }
     int status = 0;
     triage::HtmlPage page;
+    // With --by-build, the inputs' rows give way to the release health.
+    const ListingFormat listed = options.byBuild ? ListingFormat::kRefusalsOnly : options.listing;
     // The progress line steps aside for whatever the listing writes to the
     // terminal: a refusal always, the rest when standard output is one too.
     const bool listingOnTerminal =
-            options.listing != ListingFormat::kRefusalsOnly && isatty(fileno(stdout)) != 0;
+            listed != ListingFormat::kRefusalsOnly && isatty(fileno(stdout)) != 0;
+    std::vector<triage::FleetReport> fleet;
     {
         std::vector<std::string> inputs = triage::expandInputs(options.inputs);
-        triage::Listing listing(options.listing, stdout, stderr);
+        triage::Listing listing(listed, stdout, stderr);
         triage::Progress progress(stderr, inputs.size());
         auto present = [&](triage::Outcome&& outcome) {
             if (listingOnTerminal || !outcome.error.empty()) progress.clear();
             if (!listing.print(outcome)) status = 1;
             if (options.html) page.add(outcome);
+            if (options.byBuild && outcome.error.empty()) {
+                fleet.push_back(triage::fleetReportOf(outcome));
+            }
             progress.advance();
         };
         try {
@@ -160,6 +176,7 @@ int run(const Options& options) {
             status = 1;
         }
     }
+    if (options.byBuild) triage::printByBuild(triage::judgeFleet(fleet), options.listing, stdout);
     if (options.html && !writePage(options.htmlPath, page)) status = 1;
     return status;
 }

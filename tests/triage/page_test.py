@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
 """c2info-triage --html opened in headless Chromium: the rendered page says what
 --json says, draws every chart, opens a detail from its URL, shows the recorded
-session's history, and shows hostile names as text with nothing run.
+session's history, and shows hostile names as text with nothing run. Then,
+driven by clicks, on bugreports of two builds: the release table says what
+--by-build --json says, and a module or an owner picked filters the streams.
 
-usage: page_test.py C2INFO_SIM C2INFO_TRIAGE CHROMIUM SCENARIOS_DIR SCREENSHOT.png
+usage: page_test.py C2INFO_SIM C2INFO_TRIAGE CHROMIUM SCENARIOS_DIR SCREENSHOT.png CHROMEDRIVER
 """
 import collections
 import html.parser
 import json
+import os
 import re
 import shutil
 import subprocess
@@ -16,7 +19,18 @@ import tempfile
 import zipfile
 from pathlib import Path
 
-SIM, TRIAGE, CHROMIUM, SCENARIOS, SCREENSHOT = sys.argv[1:6]
+try:
+    from selenium import webdriver
+    from selenium.webdriver.chrome.service import Service
+    from selenium.webdriver.common.by import By
+    from selenium.webdriver.support.ui import Select, WebDriverWait
+except ImportError:
+    # Debian's python3-selenium is installed for Debian's own interpreter.
+    if sys.executable != "/usr/bin/python3" and os.path.exists("/usr/bin/python3"):
+        os.execv("/usr/bin/python3", ["/usr/bin/python3", *sys.argv])
+    raise
+
+SIM, TRIAGE, CHROMIUM, SCENARIOS, SCREENSHOT, CHROMEDRIVER = sys.argv[1:7]
 HOSTILE = {"c2.vdec.avc": "<img src=x onerror=alert(1)>\u2026",
            "c2.vdec.vp9.tunnel": "</script><script>document.title='pwned'</script>"}
 HOSTILE_BUILD = "<b>larkspan</b>/tv_product/tv_device:12/SP1A.210812.016/1:user/release-keys"
@@ -61,6 +75,95 @@ class Tables(html.parser.HTMLParser):
 
 def text(value):
     return value if isinstance(value, str) else json.dumps(value)
+
+
+def same(cell, value):
+    """Whether a cell shows a --by-build --json value."""
+    if value is None:
+        return cell == ""
+    return cell == value if isinstance(value, str) else float(cell) == float(value)
+
+
+def shown_rows(driver):
+    return [[td.text for td in tr.find_elements(By.TAG_NAME, "td")]
+            for tr in driver.find_elements(By.CSS_SELECTOR, "#rows tbody tr")]
+
+
+def check_release(work, check):
+    """The release view on three bugreports of two builds, driven by clicks."""
+    if "--build" not in run(SIM, "--help").stdout:
+        print("release view not checked: this c2info-sim writes no build into a bugreport")
+        return
+    reports = []
+    for scenario, build, taken_at in (
+            ("default.json", "lark/tv/dev1:12/SA1/1:user/release-keys", "2026-11-01 10:00:00"),
+            ("paused.json", "lark/tv/dev1:12/SA1/1:user/release-keys", "2026-11-01 11:00:00"),
+            ("default.json", "lark/tv/dev1:12/SA1/2:user/release-keys", "2026-11-03 09:00:00")):
+        report = work / f"release-{len(reports)}.zip"
+        made = run(SIM, "--scenario", f"{SCENARIOS}/{scenario}", "--bugreport", str(report),
+                   "--build", build, "--taken-at", taken_at)
+        check(f"the simulator writes a bugreport of {build}: {made.stderr}", made.returncode == 0)
+        reports.append(str(report))
+    rows = json.loads(run(TRIAGE, "--json", *reports).stdout)
+    by_build = json.loads(run(TRIAGE, "--by-build", "--json", *reports).stdout)
+    page = work / "release.html"
+    run(TRIAGE, "--html", str(page), *reports)
+
+    options = webdriver.ChromeOptions()
+    for flag in ("--headless", "--no-sandbox", "--disable-gpu", "--disable-background-networking",
+                 "--disable-component-update", "--disable-sync", "--no-first-run",
+                 f"--user-data-dir={work / 'selenium-profile'}"):
+        options.add_argument(flag)
+    driver = webdriver.Chrome(service=Service(CHROMEDRIVER), options=options)
+    try:
+        driver.get(page.as_uri())
+        WebDriverWait(driver, 30).until(
+            lambda d: d.find_element(By.TAG_NAME, "body").get_attribute("data-ready"))
+        check("the release view shows", driver.find_element(By.ID, "release").is_displayed())
+        columns = [th.text for th in driver.find_elements(By.CSS_SELECTOR, "#release-builds th")]
+        table = [[td.text for td in tr.find_elements(By.TAG_NAME, "td")]
+                 for tr in driver.find_elements(By.CSS_SELECTOR, "#release-builds tbody tr")]
+        check("the release table's columns are --by-build --json's",
+              columns == list(by_build["builds"][0]))
+        builds = by_build["builds"]
+        check("the release table is --by-build --json's",
+              len(table) == len(builds) and all(
+                  len(shown) == len(columns) and all(
+                      same(cell, row[name]) for cell, name in zip(shown, columns))
+                  for shown, row in zip(table, builds)))
+        findings = [[td.text for td in tr.find_elements(By.TAG_NAME, "td")]
+                    for tr in driver.find_elements(By.CSS_SELECTOR, "#release-findings tbody tr")]
+        check("the findings' table is --by-build --json's",
+              findings == [[str(value) for value in row.values()] for row in by_build["findings"]])
+        check("two builds, oldest first", list(dict.fromkeys(row["build"] for row in builds)) ==
+              ["lark/tv/dev1:12/SA1/1:user/release-keys", "lark/tv/dev1:12/SA1/2:user/release-keys"])
+
+        module_cell = driver.find_elements(By.CSS_SELECTOR, "#release-builds td.module")[0]
+        module = module_cell.text
+        module_cell.click()
+        # An owner's module is its name without "owner", whatever its capitals.
+        with_module = [row for row in rows
+                       if re.sub(r" owner", "", row["owner"], flags=re.I).lower() == module.lower()]
+        check(f"a click on {module} shows its streams only",
+              [row[0] for row in shown_rows(driver)] == [row["source"] for row in with_module])
+        driver.find_element(By.CSS_SELECTOR, "#release-filter button").click()
+        check("show all shows every stream again", len(shown_rows(driver)) == len(rows))
+
+        build = driver.find_elements(By.CSS_SELECTOR, "#release-builds td.build")[-1]
+        newest = build.text
+        build.click()
+        check(f"a click on {newest} shows its streams only",
+              [row[0] for row in shown_rows(driver)] ==
+              [row["source"] for row in rows if row.get("build") == newest])
+        driver.find_element(By.CSS_SELECTOR, "#release-filter button").click()
+
+        owner = rows[-1]["owner"]
+        Select(driver.find_element(By.ID, "owner-filter")).select_by_value(owner)
+        check(f"picking {owner} shows its streams only",
+              [row[0] for row in shown_rows(driver)] ==
+              [row["source"] for row in rows if row["owner"] == owner])
+    finally:
+        driver.quit()
 
 
 def main():
@@ -123,9 +226,12 @@ def main():
           {owner: int(count) for _, owner, count in tables.rows["owner-counts"]} == owners)
     check("the refused input is listed with its reason",
           [row[0] for row in tables.rows["refused"] if row] == [str(work / "refused.txt")])
-    canvases = re.findall(r"<canvas[^>]*>", dom)
-    # Three fleet charts; per recorded stream three, one for SideBand if it has it, and its band.
-    check("fleet and history charts are there", len(canvases) == 3 + sum(
+    # Three fleet charts, the days' when the inputs span builds (else its section is hidden);
+    # per recorded stream three, one for SideBand if it has it, and its band.
+    release = re.search(r'<section id="release"( hidden="")?>.*?</section>', dom, re.S)
+    visible = dom.replace(release.group(0), "") if release.group(1) else dom
+    canvases = re.findall(r"<canvas[^>]*>", visible)
+    check("fleet and history charts are there", len(canvases) == 3 + (not release.group(1)) + sum(
         4 + (stream["debug"].get("sideBand", 0) != 0) for stream in scenario["streams"]))
     check("every chart drew", all('data-drawn="true"' in canvas for canvas in canvases))
     detail = re.search(r'<div id="detail">(.*?)</table>', dom, re.S)
@@ -161,6 +267,7 @@ def main():
           "<img" not in dom and "<b>" not in dom and dom.count("<script") == 3)
     check("no script ran", "<title>c2info triage</title>" in dom)
 
+    check_release(work, check)
     shutil.rmtree(work)
     for failure in failures:
         print(f"FAILED: {failure}")

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <type_traits>
 
+#include "ByBuild.h"
 #include "Detail.h"
 #include "Rows.h"
 
@@ -146,7 +147,9 @@ void HtmlPage::add(const Outcome& outcome) {
                     inputSourceName(static_cast<uint8_t>(source));
         }
         mRows.push_back(std::move(row));
+        mRowModules.push_back(stream.verdict.module);
     }
+    if (outcome.error.empty()) mFleet.push_back(fleetReportOf(outcome));
     for (const StreamHistory& stream : outcome.history.streams) {
         mHistories.push_back(historyOf(input, stream));
     }
@@ -197,6 +200,38 @@ nlohmann::json HtmlPage::historyOf(size_t input, const StreamHistory& stream) {
             {"marks", std::move(marks)}};
 }
 
+// The table --by-build --json prints; each build's rollout day; each day's
+// reports with each module; and, so that the page compares any two builds
+// without statistics of its own, every ordered pair's changes.
+nlohmann::json HtmlPage::release() const {
+    FleetHealth fleet = judgeFleet(mFleet);
+    if (fleet.builds.size() < 2 && fleet.days.size() < 2) return nullptr;
+    nlohmann::json builds = nlohmann::json::array(), pairs = nlohmann::json::array(),
+                   days = nlohmann::json::array(), rowModules = nlohmann::json::array();
+    for (const BuildHealth& from : fleet.builds) {
+        builds.push_back({from.build, dayOf(from.firstTakenAt)});
+        nlohmann::json row = nlohmann::json::array();
+        for (const BuildHealth& to : fleet.builds) {
+            nlohmann::json changes = nlohmann::json::array();
+            for (const ShareChange& change : compareBuilds(from, to))
+                changes.push_back({rounded(change.change * 100), change.p, change.mark});
+            row.push_back(std::move(changes));
+        }
+        pairs.push_back(std::move(row));
+    }
+    for (const DayCount& day : fleet.days) days.push_back({day.day, day.reports, day.reportsWith});
+    for (const std::string& module : mRowModules) {
+        auto at = std::find(fleet.modules.begin(), fleet.modules.end(), module);
+        rowModules.push_back(at == fleet.modules.end()
+                                     ? nlohmann::json()
+                                     : nlohmann::json(at - fleet.modules.begin()));
+    }
+    return {{"columns", byBuildColumns()}, {"table", byBuildJson(fleet)},
+            {"modules", fleet.modules},    {"unknownBuild", kUnknownBuild},
+            {"builds", std::move(builds)}, {"pairs", std::move(pairs)},
+            {"days", std::move(days)},     {"rowModules", std::move(rowModules)}};
+}
+
 bool HtmlPage::write(FILE* out) const {
     nlohmann::json columns = nlohmann::json::array(), inputColumns = nlohmann::json::array(),
                    textColumns = nlohmann::json::array();
@@ -207,6 +242,7 @@ bool HtmlPage::write(FILE* out) const {
     }
     // Member by member, so that the rows are not copied into one document.
     const nlohmann::json counters = counterNames();
+    const nlohmann::json releaseData = release();
     const std::pair<const char*, const nlohmann::json*> members[] = {
             {"texts", &mTexts},
             {"lines", &mLines},
@@ -217,7 +253,8 @@ bool HtmlPage::write(FILE* out) const {
             {"inputSourceNames", &mInputSourceNames},
             {"inputs", &mInputs},
             {"rows", &mRows},
-            {"histories", &mHistories}};
+            {"histories", &mHistories},
+            {"release", &releaseData}};
     fputs(kPageBeforeData, out);
     const char* separator = "{";
     for (const auto& [name, value] : members) {

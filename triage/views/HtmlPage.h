@@ -8,6 +8,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "Fleet.h"
 #include "Triage.h"
 
 namespace triage {
@@ -27,6 +28,9 @@ private:
     // holds only on an assumption.
     size_t lineIndex(const ::vendor::larkspan::hardware::c2::info::implementation::OwnerLine& line);
     nlohmann::json historyOf(size_t input, const StreamHistory& stream);
+    // The release view's data, null when the reports span one build and
+    // one day.
+    nlohmann::json release() const;
 
     nlohmann::json mTexts = nlohmann::json::array();
     std::unordered_map<std::string, size_t> mTextIndex;
@@ -37,6 +41,9 @@ private:
     nlohmann::json mInputs = nlohmann::json::array();
     nlohmann::json mRows = nlohmann::json::array();
     nlohmann::json mHistories = nlohmann::json::array();
+    std::vector<FleetReport> mFleet;
+    // Each row's module, as the stream's verdict groups it.
+    std::vector<std::string> mRowModules;
 };
 
 }  // namespace triage

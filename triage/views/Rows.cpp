@@ -2,14 +2,14 @@
 
 namespace triage {
 
-namespace {
-
 std::string csvField(const std::string& text) {
     if (text.find_first_of(",\"\n") == std::string::npos) return text;
     std::string quoted = "\"";
     for (char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
     return quoted + "\"";
 }
+
+namespace {
 
 std::string csvOf(const Cell& cell) {
     if (const std::string* text = std::get_if<std::string>(&cell)) return csvField(*text);

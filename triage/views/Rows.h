@@ -37,6 +37,8 @@ Json jsonOf(const Cell& cell) {
 }
 
 nlohmann::ordered_json jsonRow(const Outcome& outcome, const StreamResult& stream);
+// A text as one CSV field, quoted where it must be.
+std::string csvField(const std::string& text);
 // The header row and a row of --csv, each with its line end.
 std::string csvHeader();
 std::string csvRow(const Outcome& outcome, const StreamResult& stream);

@@ -174,7 +174,7 @@ function drawSplits() {
 const HEADERS = data.columns;
 const collator = new Intl.Collator(undefined, {numeric: true});
 const table = {order: data.rows.map((row, i) => i), sortedBy: null, direction: 1, owner: '',
-               shown: PAGE_ROWS};
+               module: null, build: null, shown: PAGE_ROWS};
 
 function value(i, name) {
   return cell(data.rows[i], name);
@@ -198,9 +198,15 @@ function drawTable() {
   drawRows();
 }
 
+function shownRow(i) {
+  const row = data.rows[i];
+  return (table.owner === '' || cell(row, 'owner') === table.owner) &&
+         (table.module === null || data.release.rowModules[i] === table.module) &&
+         (table.build === null || rowBuild(row) === table.build);
+}
+
 function drawRows() {
-  const rows = table.owner === '' ? table.order
-                                  : table.order.filter((i) => cell(data.rows[i], 'owner') === table.owner);
+  const rows = table.order.filter(shownRow);
   const body = el('tbody');
   for (const i of rows.slice(0, table.shown)) {
     const tr = el('tr');
@@ -233,6 +239,121 @@ function filterByOwner(owner) {
   table.shown = PAGE_ROWS;
   document.getElementById('owner-filter').value = owner;
   drawRows();
+}
+
+// ---- the release view ----
+
+// A row's build is its input's; without a build column every row is of the unknown build.
+function rowBuild(row) {
+  return (inputColumn.has('build') && cell(row, 'build')) || data.release.unknownBuild;
+}
+
+function filterByRelease(module, build) {
+  table.module = module;
+  table.build = build;
+  table.shown = PAGE_ROWS;
+  const label = document.getElementById('release-filter');
+  label.replaceChildren();
+  if (module !== null || build !== null) {
+    const clear = el('button', 'show all');
+    clear.addEventListener('click', () => filterByRelease(null, null));
+    label.append(module !== null ? `module ${data.release.modules[module]}` : `build ${build}`, clear);
+  }
+  drawRows();
+}
+
+function shownValue(value) {
+  return value === null ? '' : value;
+}
+
+function drawReleaseTable() {
+  const release = data.release;
+  const head = document.querySelector('#release-builds thead tr');
+  for (const name of release.columns.builds) head.append(el('th', name));
+  const body = document.querySelector('#release-builds tbody');
+  release.table.builds.forEach((row, i) => {
+    const tr = el('tr', undefined, i % release.modules.length === 0 ? 'first' : '');
+    for (const name of release.columns.builds) {
+      const td = el('td', shownValue(row[name]), name === 'mark' ? `mark ${row.mark}` : name);
+      if (name === 'build') td.addEventListener('click', () => filterByRelease(null, row.build));
+      if (name === 'module') {
+        td.addEventListener('click', () => filterByRelease(i % release.modules.length, null));
+      }
+      tr.append(td);
+    }
+    body.append(tr);
+  });
+  const findings = release.table.findings;
+  const findingColumns = release.columns.findings;
+  const findingHead = document.querySelector('#release-findings thead tr');
+  for (const name of findingColumns) findingHead.append(el('th', name));
+  const findingBody = document.querySelector('#release-findings tbody');
+  for (const finding of findings) {
+    const tr = el('tr');
+    for (const name of findingColumns) tr.append(el('td', finding[name], name === 'mark' ? finding.mark : name));
+    findingBody.append(tr);
+  }
+}
+
+// The builds' rows of the release table are by build, then by module.
+function drawComparison() {
+  const release = data.release;
+  const [from, to] = ['compare-from', 'compare-to'].map((id) => Number(document.getElementById(id).value));
+  const share = (build, m) => release.table.builds[build * release.modules.length + m];
+  const body = el('tbody');
+  release.modules.forEach((module, m) => {
+    const [change, p, mark] = release.pairs[from][to][m];
+    const tr = el('tr');
+    const range = (row) => `${row.share} (${row.low}–${row.high})`;
+    tr.append(el('td', module), el('td', range(share(from, m))), el('td', range(share(to, m))),
+              el('td', signed(change)), el('td', p.toPrecision(2)), el('td', mark, mark));
+    body.append(tr);
+  });
+  document.querySelector('#release-compare tbody').replaceWith(body);
+}
+
+function drawCompareSelects() {
+  const release = data.release;
+  ['compare-from', 'compare-to'].forEach((id, side) => {
+    const select = document.getElementById(id);
+    release.builds.forEach(([build], i) => select.append(new Option(build, String(i))));
+    select.value = String(side === 0 ? Math.max(0, release.builds.length - 2) : release.builds.length - 1);
+    select.addEventListener('change', drawComparison);
+  });
+  drawComparison();
+}
+
+// Each day's reports with each module stacked (a report with two modules is
+// in both), a dashed line on each build's first day.
+function drawDays() {
+  const release = data.release;
+  const days = release.days.map(([day]) => day);
+  const rollouts = release.builds.filter(([, day]) => days.includes(day))
+                       .map(([build, day]) => [days.indexOf(day), 'rollout', build]);
+  new Chart(document.getElementById('by-day'), {
+    type: 'bar',
+    data: {
+      labels: days,
+      datasets: release.modules.map((module, m) => ({
+        label: module,
+        data: release.days.map(([, , counts]) => counts[m]),
+        backgroundColor: PALETTE[m % PALETTE.length],
+      })),
+    },
+    options: {
+      scales: {x: {stacked: true}, y: {stacked: true, beginAtZero: true, title: {display: true, text: 'reports'}}},
+      plugins: {legend: {align: 'start', labels: {boxWidth: 12}}, marks: {list: rollouts, labels: true}},
+      onClick: (event, bars) => { if (bars.length) filterByRelease(bars[0].datasetIndex, null); },
+    },
+  });
+}
+
+function drawRelease() {
+  if (!data.release) return;
+  document.getElementById('release').hidden = false;
+  drawReleaseTable();
+  drawCompareSelects();
+  drawDays();
 }
 
 // ---- a stream's detail ----
@@ -395,6 +516,7 @@ function drawHistory() {
 drawInputs();
 drawSplits();
 drawTable();
+drawRelease();
 drawHistory();
 window.addEventListener('hashchange', showDetail);
 showDetail(null);
