@@ -166,6 +166,8 @@ int run(const Options& options) {
         try {
             if (!store) {
                 triage::triageInputs(inputs, options.jobs, options.html, present);
+            } else if (inputs.empty() && options.byBuild) {
+                fleet = store->fleetReports();
             } else if (inputs.empty()) {
                 store->forEachReport(present);
             } else {

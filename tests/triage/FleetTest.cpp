@@ -35,6 +35,8 @@ TEST(FleetTest, FisherPIsTheTwoSidedExactOne) {
             {"the dieting example, 1/12 and 9/12", 1, 12, 9, 12, 0.002759456},
             {"tables as likely as the observed one count", 2, 4, 2, 4, 1.0},
             {"nobody with it", 0, 30, 0, 30, 1.0},
+            {"two modes, the observed count one of them", 0, 1, 2, 3, 1.0},
+            {"builds of thousands: 1200/4000 and 1100/4000", 1200, 4000, 1100, 4000, 0.01445304262},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -81,18 +81,57 @@ Interval wilsonInterval(size_t with, size_t reports) {
     return {std::max(0.0, centre - half), std::min(1.0, centre + half)};
 }
 
+// The tables no more likely than the observed one are the two tails of a
+// unimodal distribution: the observed count's own, and on the mode's other
+// side the counts from where the probability falls to the observed one's,
+// found by bisection. Two cumulative sums then cost what a few terms do,
+// where summing every table of a build of thousands of reports would not.
 double fisherExactP(size_t withA, size_t reportsA, size_t withB, size_t reportsB) {
     auto with = static_cast<unsigned>(withA + withB);
     auto total = static_cast<unsigned>(reportsA + reportsB);
     auto drawn = static_cast<unsigned>(reportsA);
     if (with == 0 || with == total || drawn == 0 || drawn == total) return 1;
     boost::math::hypergeometric_distribution<double> tables(with, drawn, total);
-    double observed = boost::math::pdf(tables, static_cast<unsigned>(withA));
+    auto observedCount = static_cast<unsigned>(withA);
+    double observed = boost::math::pdf(tables, observedCount) * kSameProbability;
     unsigned lowest = drawn + with > total ? drawn + with - total : 0;
-    double p = 0;
-    for (unsigned x = lowest; x <= std::min(with, drawn); ++x) {
-        double probability = boost::math::pdf(tables, x);
-        if (probability <= observed * kSameProbability) p += probability;
+    unsigned highest = std::min(with, drawn);
+    auto mode = static_cast<unsigned>(
+            std::min<double>(highest, std::floor((with + 1.0) * (drawn + 1.0) / (total + 2.0))));
+    auto atMost = [&](unsigned x) { return boost::math::pdf(tables, x) <= observed; };
+    // P(X >= from), and P(X <= to).
+    auto upperTail = [&](unsigned from) {
+        if (from > highest) return 0.0;
+        return from == 0 ? 1.0 : boost::math::cdf(boost::math::complement(tables, from - 1));
+    };
+    auto lowerTail = [&](unsigned to) { return boost::math::cdf(tables, to); };
+    double p;
+    if (observedCount <= mode) {
+        // The first count from the mode on at most as likely (a second
+        // mode, tied with the observed count, among them).
+        unsigned from = std::max(mode, observedCount + 1), to = highest + 1;
+        while (from < to) {
+            unsigned middle = from + (to - from) / 2;
+            if (atMost(middle)) {
+                to = middle;
+            } else {
+                from = middle + 1;
+            }
+        }
+        p = lowerTail(observedCount) + upperTail(from);
+    } else {
+        // The first count up to the mode more likely: the ones before it
+        // are at most as likely, if any.
+        unsigned from = lowest, to = mode + 1;
+        while (from < to) {
+            unsigned middle = from + (to - from) / 2;
+            if (atMost(middle)) {
+                from = middle + 1;
+            } else {
+                to = middle;
+            }
+        }
+        p = upperTail(observedCount) + (from > lowest ? lowerTail(from - 1) : 0.0);
     }
     return std::min(1.0, p);
 }

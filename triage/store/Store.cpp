@@ -312,4 +312,22 @@ void Store::forEachReport(const std::function<void(Outcome&&)>& take) {
     }
 }
 
+std::vector<FleetReport> Store::fleetReports() {
+    std::vector<FleetReport> fleet;
+    Statement query(
+            mDb,
+            "SELECT reports.id, build, takenAt, identity, module, finding FROM reports "
+            "LEFT JOIN streams ON streams.report = reports.id ORDER BY reports.id, ordinal");
+    int64_t last = 0;
+    while (query.step()) {
+        int64_t report = query.integer(0);
+        if (fleet.empty() || report != last) {
+            fleet.push_back({query.text(1), query.text(2), query.text(3), {}});
+            last = report;
+        }
+        if (!query.isNull(4)) fleet.back().streams.push_back({query.text(4), query.text(5)});
+    }
+    return fleet;
+}
+
 }  // namespace triage

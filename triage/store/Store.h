@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "Fleet.h"
 #include "Sql.h"
 #include "Triage.h"
 
@@ -49,6 +50,9 @@ public:
     void flush();
     // Every report, in the order each was first added.
     void forEachReport(const std::function<void(Outcome&&)>& take);
+    // The same reports as the release health counts them, in one query: a
+    // month's store is judged by build without reading a report's text.
+    std::vector<FleetReport> fleetReports();
 
 private:
     // Each within the batch's transaction.
