@@ -2,6 +2,7 @@
 // p values from the literature, and which changes between builds are called.
 #include <gtest/gtest.h>
 
+#include "ByBuild.h"
 #include "Fleet.h"
 
 namespace {
@@ -118,6 +119,18 @@ TEST(FleetTest, CallsOnlyTheChangesTheNumbersCarry) {
     ASSERT_EQ(health.days.size(), 3u);
     EXPECT_EQ(health.days[1].day, "2026-11-08");
     EXPECT_EQ(health.days[1].reportsWith, (std::vector<size_t>{4, 14}));
+}
+
+// A month's builds of thousands give p values below the smallest normal
+// double; the table keeps them rather than failing on them.
+TEST(FleetTest, TheTableKeepsAPBelowTheSmallestNormalDouble) {
+    std::vector<FleetReport> fleet;
+    addReports(&fleet, "1", "2026-10-01T10:00:00", 2000, 865, 0);
+    addReports(&fleet, "2", "2026-10-08T10:00:00", 2000, 0, 0);
+    auto table = triage::byBuildJson(triage::judgeFleet(fleet));
+    double p = table["builds"][1]["p"].get<double>();  // build 2, module C2
+    EXPECT_GT(p, 0);
+    EXPECT_LT(p, 1e-310);
 }
 
 }  // namespace

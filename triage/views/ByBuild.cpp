@@ -1,6 +1,8 @@
 #include "ByBuild.h"
 
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "Rows.h"
@@ -17,10 +19,12 @@ Json fraction(double value) {
     return std::round(value * 1e4) / 1e4;
 }
 
+// A month's fleet gives p values below the smallest normal double, which
+// std::stod refuses: strtod reads them.
 Json significant(double value) {
     char text[32];
     snprintf(text, sizeof(text), "%.4g", value);
-    return std::stod(text);
+    return strtod(text, nullptr);
 }
 
 struct ModuleRow {
