@@ -111,11 +111,12 @@ void bindStream(Statement& statement, const Outcome& outcome, const StreamResult
     }
 }
 
-// The reverse of bindStream(), over a row of SELECT ordinal, <streamColumns()>.
-StreamResult streamFrom(const Statement& row) {
+// The reverse of bindStream(), over the columns of streamColumns() from
+// the row's column `first` on.
+StreamResult streamFrom(const Statement& row, int first) {
     StreamResult stream;
     OwnerVerdict& verdict = stream.verdict;
-    int index = 1;
+    int index = first;
     for (const std::string& name : streamColumns()) {
         int at = index++;
         if (name == "stream") {
@@ -148,6 +149,41 @@ StreamResult streamFrom(const Statement& row) {
         }
     }
     return stream;
+}
+
+// A report's columns, then its streams' in order, a row each (one row of
+// nulls for a report without streams): every report is read in one query.
+std::string reportsQuery(const std::string& where) {
+    std::string sql =
+            "SELECT r.id, r.identity, r.path, r.entry, r.build, r.takenAt, r.report, s.ordinal";
+    for (const std::string& name : streamColumns()) sql += ", s.\"" + name + "\"";
+    return sql + " FROM reports r LEFT JOIN streams s ON s.report = r.id " + where +
+           " ORDER BY r.id, s.ordinal";
+}
+constexpr int kFirstStreamColumn = 8;
+
+// Steps the query through its rows and gives each report whole.
+void takeReports(Statement& query, const std::function<void(Outcome&&)>& take) {
+    std::optional<int64_t> current;
+    Outcome outcome;
+    while (query.step()) {
+        int64_t id = query.integer(0);
+        if (current != id) {
+            if (current) take(std::move(outcome));
+            current = id;
+            outcome = Outcome{};
+            outcome.identity = query.text(1);
+            outcome.path = query.text(2);
+            outcome.entry = query.text(3);
+            outcome.build = query.text(4);
+            outcome.takenAt = query.text(5);
+            outcome.report = query.text(6);
+        }
+        if (!query.isNull(kFirstStreamColumn - 1)) {
+            outcome.streams.push_back(streamFrom(query, kFirstStreamColumn));
+        }
+    }
+    if (current) take(std::move(outcome));
 }
 
 std::string placeholders(size_t count) {
@@ -269,47 +305,18 @@ int64_t Store::insertReport(const Outcome& outcome) {
 }
 
 Outcome Store::loadReport(int64_t report) {
-    Outcome outcome;
-    {
-        Statement query(mDb,
-                        "SELECT identity, path, entry, build, takenAt, report FROM reports "
-                        "WHERE id = ?");
-        query.bind(1, report);
-        if (!query.step()) throw StoreError("a report the store points at is gone");
-        outcome.identity = query.text(0);
-        outcome.path = query.text(1);
-        outcome.entry = query.text(2);
-        outcome.build = query.text(3);
-        outcome.takenAt = query.text(4);
-        outcome.report = query.text(5);
-        while (query.step()) {
-        }
-    }
-    std::string columns;
-    for (const std::string& name : streamColumns()) columns += ", \"" + name + "\"";
-    Statement streams(
-            mDb, "SELECT ordinal" + columns + " FROM streams WHERE report = ? ORDER BY ordinal");
-    streams.bind(1, report);
-    while (streams.step()) outcome.streams.push_back(streamFrom(streams));
-    return outcome;
+    Statement query(mDb, reportsQuery("WHERE r.id = ?"));
+    query.bind(1, report);
+    std::optional<Outcome> found;
+    takeReports(query, [&](Outcome&& outcome) { found = std::move(outcome); });
+    if (!found) throw StoreError("a report the store points at is gone");
+    return std::move(*found);
 }
 
 void Store::forEachReport(const std::function<void(Outcome&&)>& take) {
-    // By id, one at a time: the reports of a month need not fit in memory.
-    int64_t last = std::numeric_limits<int64_t>::min();
-    for (;;) {
-        std::optional<int64_t> next;
-        {
-            Statement query(mDb, "SELECT min(id) FROM reports WHERE id > ?");
-            query.bind(1, last);
-            if (query.step() && !query.isNull(0)) next = query.integer(0);
-            while (query.step()) {
-            }
-        }
-        if (!next) return;
-        last = *next;
-        take(loadReport(last));
-    }
+    // Stepped, not gathered: the reports of a month need not fit in memory.
+    Statement query(mDb, reportsQuery(""));
+    takeReports(query, take);
 }
 
 std::vector<FleetReport> Store::fleetReports() {
