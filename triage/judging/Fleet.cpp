@@ -1,6 +1,15 @@
 #include "Fleet.h"
 
 #include <algorithm>
+// Boost's table of primes, which its hypergeometric pdf walks for builds of
+// up to 100,000 reports, is a constexpr local array that GCC copies onto
+// the stack at every look-up (27 KB each, most of --by-build's time over
+// a month's store); as static tables it is read in place. No other file
+// includes it.
+#include <boost/math/tools/config.hpp>
+#undef BOOST_MATH_HAVE_CONSTEXPR_TABLES
+#undef BOOST_MATH_CONSTEXPR_TABLE_FUNCTION
+#define BOOST_MATH_CONSTEXPR_TABLE_FUNCTION
 #include <boost/math/distributions/hypergeometric.hpp>
 #include <boost/math/distributions/normal.hpp>
 #include <cctype>
