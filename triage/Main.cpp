@@ -34,6 +34,7 @@ struct Options {
     bool html = false;
     bool byBuild = false;
     unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
+    size_t pageStreams = triage::kPageStreams;
     std::string htmlPath;
     std::string storePath;
     std::vector<std::string> inputs;
@@ -85,6 +86,14 @@ be written or the store could not be opened or written, 2 on a usage error.)");
                         options->listing = ListingFormat::kRefusalsOnly;
                         options->html = true;
                     });
+    app.add_option("--page-streams", options->pageStreams,
+                   "how many streams the page's table holds, of the newest\n"
+                   "inputs (default " +
+                           std::to_string(triage::kPageStreams) +
+                           ", 0 for every one); its charts and\n"
+                           "counts cover every input")
+            ->type_name("N")
+            ->needs(html);
     CLI::Option* follow =
             app.add_option("--follow", options->followed,
                            "judge a recording as it is written (- for a pipe, or a file\n"
@@ -125,7 +134,7 @@ be written or the store could not be opened or written, 2 on a usage error.)");
 }
 
 // False, with the reason on standard error, when the page could not be written.
-bool writePage(const std::string& path, const triage::HtmlPage& page) {
+bool writePage(const std::string& path, triage::HtmlPage& page) {
     FILE* out = fopen(path.c_str(), "w");
     bool written = out != nullptr && page.write(out);
     if (out != nullptr && fclose(out) != 0) written = false;
@@ -142,7 +151,7 @@ int run(const Options& options) {
         return 1;
     }
     int status = 0;
-    triage::HtmlPage page;
+    triage::HtmlPage page(options.pageStreams);
     // With --by-build, the inputs' rows give way to the release health.
     const ListingFormat listed = options.byBuild ? ListingFormat::kRefusalsOnly : options.listing;
     // The progress line steps aside for whatever the listing writes to the
@@ -169,7 +178,9 @@ int run(const Options& options) {
             } else if (inputs.empty() && options.byBuild) {
                 fleet = store->fleetReports();
             } else if (inputs.empty()) {
-                store->forEachReport(present);
+                // The details of a stream are read only for the page's rows.
+                store->forEachReport(present, triage::StreamDetails::kRow);
+                page.forEachHeld([&](triage::Outcome& held) { store->readDetails(held); });
             } else {
                 triage::triageWithStore(*store, inputs, options.jobs, options.html, present);
             }

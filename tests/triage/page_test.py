@@ -162,6 +162,27 @@ def check_release(work, check):
         check(f"picking {owner} shows its streams only",
               [row[0] for row in shown_rows(driver)] ==
               [row["source"] for row in rows if row["owner"] == owner])
+
+        # Room for the newest report's streams only: the table holds them,
+        # says what it left out, and the counts still cover every stream,
+        # those of the older reports that came after it too.
+        newest = [row for row in rows if row["source"] == reports[2]]
+        capped = work / "capped.html"
+        run(TRIAGE, "--html", str(capped), "--page-streams", str(len(newest)), *reversed(reports))
+        driver.get(capped.as_uri())
+        WebDriverWait(driver, 30).until(
+            lambda d: d.find_element(By.TAG_NAME, "body").get_attribute("data-ready"))
+        check("a capped page holds the newest report's streams",
+              [row[0] for row in shown_rows(driver)] == [reports[2]] * len(newest))
+        check("and says how many older ones it left out, and how to get them",
+              f"{len(rows) - len(newest)} older streams of 2 inputs" in
+              driver.find_element(By.ID, "left-out").text and
+              "--page-streams 0" in driver.find_element(By.ID, "left-out").text)
+        owner_counts = {tr.find_elements(By.TAG_NAME, "td")[1].text:
+                        int(tr.find_elements(By.TAG_NAME, "td")[2].text)
+                        for tr in driver.find_elements(By.CSS_SELECTOR, "#owner-counts tr")}
+        check("its owner counts cover every stream",
+              owner_counts == collections.Counter(row["owner"] for row in rows))
     finally:
         driver.quit()
 

@@ -82,6 +82,7 @@ const std::vector<std::string>& streamColumns() {
         }
         if (!hasModule) names.emplace_back("module");
         for (const char* detail : {"lines", "counters", "change"}) names.emplace_back(detail);
+        static_assert(kDetailColumns == 3);
         return names;
     }();
     return columns;

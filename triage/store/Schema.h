@@ -22,7 +22,10 @@ constexpr int32_t kSchemaVersion = 1;
 // untouched, when it is something else.
 sqlite3* openStore(const std::string& path);
 
-// The streams table's columns after (report, ordinal), in order.
+// The streams table's columns after (report, ordinal), in order; the last
+// kDetailColumns of them are what only a stream's detail shows (its
+// analysis, its record and its change), kept as JSON.
 const std::vector<std::string>& streamColumns();
+constexpr size_t kDetailColumns = 3;
 
 }  // namespace triage

@@ -111,13 +111,13 @@ void bindStream(Statement& statement, const Outcome& outcome, const StreamResult
     }
 }
 
-// The reverse of bindStream(), over the columns of streamColumns() from
-// the row's column `first` on.
-StreamResult streamFrom(const Statement& row, int first) {
+// The reverse of bindStream(), over `columns` from the row's column
+// `first` on.
+StreamResult streamFrom(const Statement& row, int first, const std::vector<std::string>& columns) {
     StreamResult stream;
     OwnerVerdict& verdict = stream.verdict;
     int index = first;
-    for (const std::string& name : streamColumns()) {
+    for (const std::string& name : columns) {
         int at = index++;
         if (name == "stream") {
             verdict.hasStream = row.isInteger(at);
@@ -151,19 +151,26 @@ StreamResult streamFrom(const Statement& row, int first) {
     return stream;
 }
 
+// The stream columns read with `details`.
+std::vector<std::string> readColumns(StreamDetails details) {
+    const std::vector<std::string>& all = streamColumns();
+    return {all.begin(), details == StreamDetails::kWhole ? all.end() : all.end() - kDetailColumns};
+}
+
 // A report's columns, then its streams' in order, a row each (one row of
 // nulls for a report without streams): every report is read in one query.
-std::string reportsQuery(const std::string& where) {
+constexpr int kFirstStreamColumn = 8;
+std::string reportsQuery(const std::vector<std::string>& columns, const std::string& where) {
     std::string sql =
             "SELECT r.id, r.identity, r.path, r.entry, r.build, r.takenAt, r.report, s.ordinal";
-    for (const std::string& name : streamColumns()) sql += ", s.\"" + name + "\"";
+    for (const std::string& name : columns) sql += ", s.\"" + name + "\"";
     return sql + " FROM reports r LEFT JOIN streams s ON s.report = r.id " + where +
            " ORDER BY r.id, s.ordinal";
 }
-constexpr int kFirstStreamColumn = 8;
 
 // Steps the query through its rows and gives each report whole.
-void takeReports(Statement& query, const std::function<void(Outcome&&)>& take) {
+void takeReports(Statement& query, const std::vector<std::string>& columns,
+                 const std::function<void(Outcome&&)>& take) {
     std::optional<int64_t> current;
     Outcome outcome;
     while (query.step()) {
@@ -180,7 +187,7 @@ void takeReports(Statement& query, const std::function<void(Outcome&&)>& take) {
             outcome.report = query.text(6);
         }
         if (!query.isNull(kFirstStreamColumn - 1)) {
-            outcome.streams.push_back(streamFrom(query, kFirstStreamColumn));
+            outcome.streams.push_back(streamFrom(query, kFirstStreamColumn, columns));
         }
     }
     if (current) take(std::move(outcome));
@@ -305,18 +312,32 @@ int64_t Store::insertReport(const Outcome& outcome) {
 }
 
 Outcome Store::loadReport(int64_t report) {
-    Statement query(mDb, reportsQuery("WHERE r.id = ?"));
+    const std::vector<std::string> columns = readColumns(StreamDetails::kWhole);
+    Statement query(mDb, reportsQuery(columns, "WHERE r.id = ?"));
     query.bind(1, report);
     std::optional<Outcome> found;
-    takeReports(query, [&](Outcome&& outcome) { found = std::move(outcome); });
+    takeReports(query, columns, [&](Outcome&& outcome) { found = std::move(outcome); });
     if (!found) throw StoreError("a report the store points at is gone");
     return std::move(*found);
 }
 
-void Store::forEachReport(const std::function<void(Outcome&&)>& take) {
+void Store::forEachReport(const std::function<void(Outcome&&)>& take, StreamDetails details) {
     // Stepped, not gathered: the reports of a month need not fit in memory.
-    Statement query(mDb, reportsQuery(""));
-    takeReports(query, take);
+    const std::vector<std::string> columns = readColumns(details);
+    Statement query(mDb, reportsQuery(columns, ""));
+    takeReports(query, columns, take);
+}
+
+void Store::readDetails(Outcome& outcome) {
+    const std::vector<std::string> columns = readColumns(StreamDetails::kWhole);
+    Statement query(mDb, reportsQuery(columns, "WHERE r.identity = ?"));
+    query.bind(1, outcome.identity);
+    std::optional<Outcome> whole;
+    takeReports(query, columns, [&](Outcome&& found) { whole = std::move(found); });
+    if (!whole || whole->streams.size() != outcome.streams.size()) {
+        throw StoreError("a report the store gave is gone from it");
+    }
+    outcome.streams = std::move(whole->streams);
 }
 
 std::vector<FleetReport> Store::fleetReports() {

@@ -29,6 +29,11 @@ struct InputStamp {
 // None for standard input and for a path that cannot be looked at.
 std::optional<InputStamp> stampOf(const std::string& path);
 
+// What forEachReport() reads of each stream: its row, which every listing
+// prints, or also what the page's detail of it shows, which costs most of
+// a month's reading.
+enum class StreamDetails { kRow, kWhole };
+
 class Store {
 public:
     // Opens the store, or makes one of an absent or empty file. A file that
@@ -49,7 +54,9 @@ public:
     // Writes what add() kept so far.
     void flush();
     // Every report, in the order each was first added.
-    void forEachReport(const std::function<void(Outcome&&)>& take);
+    void forEachReport(const std::function<void(Outcome&&)>& take, StreamDetails details);
+    // Gives a report read with kRow its streams' details.
+    void readDetails(Outcome& outcome);
     // The same reports as the release health counts them, in one query: a
     // month's store is judged by build without reading a report's text.
     std::vector<FleetReport> fleetReports();

@@ -116,49 +116,116 @@ size_t HtmlPage::lineIndex(const OwnerLine& line) {
     return it->second;
 }
 
-void HtmlPage::add(const Outcome& outcome) {
-    size_t input = mInputs.size();
-    nlohmann::json inputValues = nlohmann::json::array();
-    for (const Column& column : kColumns) {
-        if (column.kind == ColumnKind::kInput)
-            inputValues.push_back(jsonOf(column.read(outcome, {})));
-    }
-    inputValues.push_back(outcome.error);
-    mInputs.push_back(std::move(inputValues));
+HtmlPage::HtmlPage(size_t streams) : mLimit(streams) {}
+
+void HtmlPage::Tally::count(const nlohmann::json& key) {
+    auto [it, added] = index.try_emplace(key.dump(), counts.size());
+    if (added) counts.push_back({key, 0});
+    counts[it->second][1] = counts[it->second][1].get<size_t>() + 1;
+}
+
+// What the page counts covers every input, held or not.
+void HtmlPage::count(const Outcome& outcome) {
+    ++mInputs;
+    if (!outcome.error.empty()) ++mRefused;
+    mStreams += outcome.streams.size();
     for (const StreamResult& stream : outcome.streams) {
-        nlohmann::json row = nlohmann::json::array({input});
-        for (const Column& column : kColumns) {
-            if (column.kind == ColumnKind::kInput) continue;
-            Cell cell = column.read(outcome, stream);
-            row.push_back(column.kind == ColumnKind::kText
-                                  ? nlohmann::json(textIndex(std::get<std::string>(cell)))
-                                  : jsonOf(cell));
+        const OwnerVerdict& verdict = stream.verdict;
+        mOwners.count(textIndex(verdict.owner));
+        mComponents.count(verdict.component);
+        mInputSources.count(verdict.hasStream ? nlohmann::json(verdict.inputSource)
+                                              : nlohmann::json());
+        if (verdict.hasStream) {
+            mInputSourceNames[std::to_string(verdict.inputSource)] =
+                    inputSourceName(static_cast<uint8_t>(verdict.inputSource));
         }
-        nlohmann::json lines = nlohmann::json::array();
-        for (const OwnerLine& line : stream.verdict.lines) lines.push_back(lineIndex(line));
-        row.push_back(std::move(lines));
-        bool sideBand = stream.record && stream.record->sideBand != 0;
-        row.push_back(stream.record ? countersOf(*stream.record, sideBand) : nlohmann::json());
-        row.push_back(stream.lastChange ? countersOf(*stream.lastChange, sideBand)
-                                        : nlohmann::json());
-        if (stream.verdict.hasStream) {
-            int source = stream.verdict.inputSource;
-            mInputSourceNames[std::to_string(source)] =
-                    inputSourceName(static_cast<uint8_t>(source));
-        }
-        mRows.push_back(std::move(row));
-        mRowModules.push_back(stream.verdict.module);
     }
     if (outcome.error.empty()) mFleet.push_back(fleetReportOf(outcome));
+}
+
+nlohmann::json HtmlPage::inputOf(const Outcome& outcome) {
+    nlohmann::json values = nlohmann::json::array();
+    for (const Column& column : kColumns) {
+        if (column.kind == ColumnKind::kInput) values.push_back(jsonOf(column.read(outcome, {})));
+    }
+    values.push_back(outcome.error);
+    return values;
+}
+
+nlohmann::json HtmlPage::rowOf(const StreamResult& stream, const Outcome& outcome, size_t input) {
+    nlohmann::json row = nlohmann::json::array({input});
+    for (const Column& column : kColumns) {
+        if (column.kind == ColumnKind::kInput) continue;
+        Cell cell = column.read(outcome, stream);
+        row.push_back(column.kind == ColumnKind::kText
+                              ? nlohmann::json(textIndex(std::get<std::string>(cell)))
+                              : jsonOf(cell));
+    }
+    nlohmann::json lines = nlohmann::json::array();
+    for (const OwnerLine& line : stream.verdict.lines) lines.push_back(lineIndex(line));
+    row.push_back(std::move(lines));
+    bool sideBand = stream.record && stream.record->sideBand != 0;
+    row.push_back(stream.record ? countersOf(*stream.record, sideBand) : nlohmann::json());
+    row.push_back(stream.lastChange ? countersOf(*stream.lastChange, sideBand) : nlohmann::json());
+    return row;
+}
+
+void HtmlPage::hold(Held held, bool pinned) {
+    mHeldPlaces += held.places();
+    if (pinned) {
+        mPinned.push_back(std::move(held));
+    } else {
+        mHeld.push_back(std::move(held));
+        std::push_heap(mHeld.begin(), mHeld.end(), std::greater<>());
+    }
+    while (mLimit != 0 && mHeldPlaces > mLimit && !mHeld.empty()) {
+        std::pop_heap(mHeld.begin(), mHeld.end(), std::greater<>());
+        mHeldPlaces -= mHeld.back().places();
+        ++mLeftOutInputs;
+        mLeftOutStreams += mHeld.back().outcome.streams.size();
+        mHeld.pop_back();
+    }
+}
+
+void HtmlPage::add(const Outcome& outcome) {
+    count(outcome);
+    Held held{mInputs, {}};
+    held.outcome.takenAt = outcome.takenAt;
+    const bool pinned = !outcome.history.streams.empty();
+    // An input older than every held one, with no room for it, is left out
+    // before it is copied.
+    if (!pinned && mLimit != 0 && !mHeld.empty() &&
+        mHeldPlaces + std::max<size_t>(1, outcome.streams.size()) > mLimit &&
+        mHeld.front() > held) {
+        ++mLeftOutInputs;
+        mLeftOutStreams += outcome.streams.size();
+        return;
+    }
+    held.outcome = {outcome.path,
+                    outcome.entry,
+                    outcome.build,
+                    outcome.takenAt,
+                    outcome.identity,
+                    outcome.error,
+                    {},
+                    outcome.streams,
+                    {}};
     for (const StreamHistory& stream : outcome.history.streams) {
-        mHistories.push_back(historyOf(input, stream));
+        mHistories.emplace_back(held.order, historyOf(stream));
+    }
+    hold(std::move(held), pinned);
+}
+
+void HtmlPage::forEachHeld(const std::function<void(Outcome&)>& complete) {
+    for (std::vector<Held>* list : {&mPinned, &mHeld}) {
+        for (Held& input : *list) complete(input.outcome);
     }
 }
 
 // Column by column on the record times (the page counts seconds from the
 // input's first record); counts a second from each point's change, null
 // where the stream was not seen the record before.
-nlohmann::json HtmlPage::historyOf(size_t input, const StreamHistory& stream) {
+nlohmann::json HtmlPage::historyOf(const StreamHistory& stream) {
     nlohmann::json series = nlohmann::json::object();
     nlohmann::json t = nlohmann::json::array(), owners = nlohmann::json::array(),
                    findings = nlohmann::json::array();
@@ -189,7 +256,7 @@ nlohmann::json HtmlPage::historyOf(size_t input, const StreamHistory& stream) {
     for (const HistoryMark& mark : stream.marks) {
         marks.push_back({mark.ms, markName(mark.kind), mark.text});
     }
-    return {{"input", input},
+    return {{"input", nullptr},
             {"stream", stream.streamId},
             {"component", stream.component},
             {"sideBand", sideBand},
@@ -203,7 +270,7 @@ nlohmann::json HtmlPage::historyOf(size_t input, const StreamHistory& stream) {
 // The table --by-build --json prints; each build's rollout day; each day's
 // reports with each module; and, so that the page compares any two builds
 // without statistics of its own, every ordered pair's changes.
-nlohmann::json HtmlPage::release() const {
+nlohmann::json HtmlPage::release(const std::vector<const Held*>& held) const {
     FleetHealth fleet = judgeFleet(mFleet);
     if (fleet.builds.size() < 2 && fleet.days.size() < 2) return nullptr;
     nlohmann::json builds = nlohmann::json::array(), pairs = nlohmann::json::array(),
@@ -220,11 +287,13 @@ nlohmann::json HtmlPage::release() const {
         pairs.push_back(std::move(row));
     }
     for (const DayCount& day : fleet.days) days.push_back({day.day, day.reports, day.reportsWith});
-    for (const std::string& module : mRowModules) {
-        auto at = std::find(fleet.modules.begin(), fleet.modules.end(), module);
-        rowModules.push_back(at == fleet.modules.end()
-                                     ? nlohmann::json()
-                                     : nlohmann::json(at - fleet.modules.begin()));
+    for (const Held* input : held) {
+        for (const StreamResult& stream : input->outcome.streams) {
+            auto at = std::find(fleet.modules.begin(), fleet.modules.end(), stream.verdict.module);
+            rowModules.push_back(at == fleet.modules.end()
+                                         ? nlohmann::json()
+                                         : nlohmann::json(at - fleet.modules.begin()));
+        }
     }
     return {{"columns", byBuildColumns()}, {"table", byBuildJson(fleet)},
             {"modules", fleet.modules},    {"unknownBuild", kUnknownBuild},
@@ -232,7 +301,7 @@ nlohmann::json HtmlPage::release() const {
             {"days", std::move(days)},     {"rowModules", std::move(rowModules)}};
 }
 
-bool HtmlPage::write(FILE* out) const {
+bool HtmlPage::write(FILE* out) {
     nlohmann::json columns = nlohmann::json::array(), inputColumns = nlohmann::json::array(),
                    textColumns = nlohmann::json::array();
     for (const Column& column : kColumns) {
@@ -240,9 +309,40 @@ bool HtmlPage::write(FILE* out) const {
         if (column.kind == ColumnKind::kInput) inputColumns.push_back(column.name);
         if (column.kind == ColumnKind::kText) textColumns.push_back(column.name);
     }
+    // In the order they came when nothing was left out, else newest first.
+    std::vector<const Held*> held;
+    for (const std::vector<Held>* list : {&mPinned, &mHeld}) {
+        for (const Held& input : *list) held.push_back(&input);
+    }
+    std::sort(held.begin(), held.end(), [this](const Held* a, const Held* b) {
+        return mLeftOutInputs == 0 ? a->order < b->order : *a > *b;
+    });
+    nlohmann::json inputs = nlohmann::json::array(), rows = nlohmann::json::array(),
+                   histories = nlohmann::json::array();
+    std::unordered_map<size_t, size_t> inputIndex;
+    for (const Held* input : held) {
+        inputIndex[input->order] = inputs.size();
+        for (const StreamResult& stream : input->outcome.streams) {
+            rows.push_back(rowOf(stream, input->outcome, inputs.size()));
+        }
+        inputs.push_back(inputOf(input->outcome));
+    }
+    for (const auto& [order, history] : mHistories) {
+        histories.push_back(history);
+        histories.back()["input"] = inputIndex.at(order);
+    }
+    const nlohmann::json counts = {{"inputs", mInputs},
+                                   {"refused", mRefused},
+                                   {"streams", mStreams},
+                                   {"limit", mLimit},
+                                   {"leftOutInputs", mLeftOutInputs},
+                                   {"leftOutStreams", mLeftOutStreams}};
+    const nlohmann::json splits = {{"owner", mOwners.counts},
+                                   {"component", mComponents.counts},
+                                   {"inputSource", mInputSources.counts}};
     // Member by member, so that the rows are not copied into one document.
     const nlohmann::json counters = counterNames();
-    const nlohmann::json releaseData = release();
+    const nlohmann::json releaseData = release(held);
     const std::pair<const char*, const nlohmann::json*> members[] = {
             {"texts", &mTexts},
             {"lines", &mLines},
@@ -251,9 +351,11 @@ bool HtmlPage::write(FILE* out) const {
             {"textColumns", &textColumns},
             {"counters", &counters},
             {"inputSourceNames", &mInputSourceNames},
-            {"inputs", &mInputs},
-            {"rows", &mRows},
-            {"histories", &mHistories},
+            {"counts", &counts},
+            {"splits", &splits},
+            {"inputs", &inputs},
+            {"rows", &rows},
+            {"histories", &histories},
             {"release", &releaseData}};
     fputs(kPageBeforeData, out);
     const char* separator = "{";

@@ -102,12 +102,15 @@ function counted(count, noun) {
   return `${count} ${noun}${count === 1 ? '' : 's'}`;
 }
 
+// The lists and the table hold the newest inputs only when there are too
+// many for a page; the counts and the splits are of every input.
 function drawInputs() {
+  const counts = data.counts;
   const refused = data.inputs.filter((values) => inputField(values, 'error'));
   const read = data.inputs.filter((values) => !inputField(values, 'error'));
   document.getElementById('summary').textContent =
-      `${counted(data.inputs.length, 'input')}: ${read.length} read, ` +
-      `${refused.length} refused; ${counted(data.rows.length, 'stream')} judged`;
+      `${counted(counts.inputs, 'input')}: ${counts.inputs - counts.refused} read, ` +
+      `${counts.refused} refused; ${counted(counts.streams, 'stream')} judged`;
   const body = document.querySelector('#refused tbody');
   for (const values of refused) {
     const tr = el('tr');
@@ -117,19 +120,28 @@ function drawInputs() {
   }
   document.getElementById('refused').hidden = refused.length === 0;
   const details = document.getElementById('read');
-  details.querySelector('summary').textContent = `${counted(read.length, 'input')} read`;
+  details.querySelector('summary').textContent =
+      `${counted(counts.inputs - counts.refused, 'input')} read`;
   // Thousands of names are listed only when asked for.
   details.addEventListener('toggle', () => {
     const list = details.querySelector('ol');
     if (list.childElementCount) return;
     for (const values of read) list.append(el('li', inputName(values)));
   });
+  if (counts.leftOutInputs) {
+    document.getElementById('left-out').textContent =
+        `This page holds the newest ${counted(data.rows.length, 'stream')} of ` +
+        `${counts.inputs - counts.leftOutInputs} inputs; ` +
+        `${counted(counts.leftOutStreams, 'older stream')} of ${counts.leftOutInputs} inputs ` +
+        'are left out of its lists and its table of streams, though every chart and count ' +
+        'covers them. --page-streams 0 writes a page that holds every stream; --csv lists them.';
+  }
 }
 
-function countBy(label) {
-  const counts = new Map();
-  for (const row of data.rows) counts.set(label(row), (counts.get(label(row)) || 0) + 1);
-  return [...counts].sort((a, b) => b[1] - a[1] || String(a[0]).localeCompare(String(b[0])));
+// A split's [key, count] pairs, labelled, the largest first.
+function countBy(split, label) {
+  return data.splits[split].map(([key, count]) => [label(key), count])
+      .sort((a, b) => b[1] - a[1] || String(a[0]).localeCompare(String(b[0])));
 }
 
 function barChart(canvas, counts, colours, onClick) {
@@ -144,7 +156,7 @@ function barChart(canvas, counts, colours, onClick) {
 }
 
 function drawSplits() {
-  const owners = countBy((row) => cell(row, 'owner'));
+  const owners = countBy('owner', (text) => texts[text]);
   barChart(document.getElementById('by-owner'), owners,
            owners.map(([owner]) => ownerColour(owner)), (event, bars) => {
              if (bars.length) filterByOwner(owners[bars[0].index][0]);
@@ -158,13 +170,12 @@ function drawSplits() {
     body.append(tr);
   }
   barChart(document.getElementById('by-component'),
-           countBy((row) => cell(row, 'component') || '(no stream)'), '#4e79a7');
+           countBy('component', (component) => component || '(no stream)'), '#4e79a7');
   barChart(document.getElementById('by-input-source'),
-           countBy((row) => (cell(row, 'stream') === '' ? '(no stream)'
-                                                        : inputSourceName(cell(row, 'inputSource')))),
+           countBy('inputSource', (source) => (source === null ? '(no stream)' : inputSourceName(source))),
            '#76b7b2');
   const filter = document.getElementById('owner-filter');
-  filter.append(new Option(`every owner (${data.rows.length})`, ''));
+  filter.append(new Option(`every owner (${data.counts.streams})`, ''));
   for (const [owner, count] of owners) filter.append(new Option(`${owner} (${count})`, owner));
   filter.addEventListener('change', () => filterByOwner(filter.value));
 }
