@@ -93,6 +93,7 @@ be written or the store could not be opened or written, 2 on a usage error.)");
                            ", 0 for every one); its charts and\n"
                            "counts cover every input")
             ->type_name("N")
+            ->check(CLI::Range(size_t{0}, size_t{100000000}))
             ->needs(html);
     CLI::Option* follow =
             app.add_option("--follow", options->followed,
