@@ -183,7 +183,10 @@ int run(const Options& options) {
                 store->forEachReport(present, triage::StreamDetails::kRow);
                 page.forEachHeld([&](triage::Outcome& held) { store->readDetails(held); });
             } else {
-                triage::triageWithStore(*store, inputs, options.jobs, options.html, present);
+                triage::triageWithStore(
+                        *store, inputs, options.jobs, options.html,
+                        options.html ? triage::StreamDetails::kWhole : triage::StreamDetails::kRow,
+                        present);
             }
         } catch (const triage::StoreError& error) {
             fprintf(stderr, "c2info-triage: %s: %s\n", options.storePath.c_str(), error.what());

@@ -52,6 +52,10 @@ bool Statement::step() {
     return false;
 }
 
+void Statement::reset() {
+    sqlite3_reset(mStatement);
+}
+
 bool Statement::isNull(int column) const {
     return sqlite3_column_type(mStatement, column) == SQLITE_NULL;
 }

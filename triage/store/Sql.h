@@ -32,6 +32,8 @@ public:
     Statement& bindNull(int index);
     // True while there is a row to read; the statement is reset when done.
     bool step();
+    // For a statement kept to be run again, whatever its last run left.
+    void reset();
     // Columns count from 0.
     bool isNull(int column) const;
     bool isInteger(int column) const;

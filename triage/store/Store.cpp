@@ -212,11 +212,19 @@ std::optional<InputStamp> stampOf(const std::string& path) {
 Store::Store(const std::string& path) : mDb(openStore(path)) {}
 
 Store::~Store() {
+    mStatements.clear();
     sqlite3_close(mDb);
 }
 
+Statement& Store::prepared(const std::string& sql) {
+    std::unique_ptr<Statement>& statement = mStatements[sql];
+    if (!statement) statement = std::make_unique<Statement>(mDb, sql);
+    statement->reset();
+    return *statement;
+}
+
 bool Store::knows(const InputStamp& input) {
-    Statement query(mDb, "SELECT 1 FROM inputs WHERE path = ? AND size = ? AND mtimeNs = ?");
+    Statement& query = prepared("SELECT 1 FROM inputs WHERE path = ? AND size = ? AND mtimeNs = ?");
     query.bind(1, input.path).bind(2, input.size).bind(3, input.mtimeNs);
     bool known = query.step();
     while (query.step()) {
@@ -224,10 +232,10 @@ bool Store::knows(const InputStamp& input) {
     return known;
 }
 
-Outcome Store::find(const InputStamp& input) {
-    Statement query(mDb,
-                    "SELECT entry, report, refusal FROM inputs "
-                    "WHERE path = ? AND size = ? AND mtimeNs = ?");
+Outcome Store::find(const InputStamp& input, StreamDetails details) {
+    Statement& query = prepared(
+            "SELECT entry, report, refusal FROM inputs WHERE path = ? AND size = ? AND mtimeNs = "
+            "?");
     query.bind(1, input.path).bind(2, input.size).bind(3, input.mtimeNs);
     if (!query.step()) throw StoreError("an input the store knew is gone from it: " + input.path);
     std::string entry = query.text(0);
@@ -238,7 +246,7 @@ Outcome Store::find(const InputStamp& input) {
     }
     if (refused) return {input.path, entry, "", "", "", refusal, "", {}, {}};
     // The same report read under this name says this name.
-    Outcome outcome = loadReport(report);
+    Outcome outcome = loadReport(report, details);
     outcome.report.replace(0, reportHeading(outcome.path, outcome.entry).size(),
                            reportHeading(input.path, entry));
     outcome.path = input.path;
@@ -270,9 +278,9 @@ void Store::addOne(const std::optional<InputStamp>& input, const Outcome& outcom
     std::optional<int64_t> report;
     if (outcome.error.empty()) report = insertReport(outcome);
     if (!input) return;
-    Statement insert(mDb,
-                     "INSERT INTO inputs (path, size, mtimeNs, entry, report, refusal) "
-                     "VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING");
+    Statement& insert = prepared(
+            "INSERT INTO inputs (path, size, mtimeNs, entry, report, refusal) "
+            "VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING");
     insert.bind(1, input->path).bind(2, input->size).bind(3, input->mtimeNs);
     insert.bind(4, outcome.entry);
     if (report) {
@@ -285,14 +293,14 @@ void Store::addOne(const std::optional<InputStamp>& input, const Outcome& outcom
 
 // The report's id, the one already kept when another name had it first.
 int64_t Store::insertReport(const Outcome& outcome) {
-    Statement insert(mDb,
-                     "INSERT INTO reports (identity, path, entry, build, takenAt, report) "
-                     "VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT (identity) DO NOTHING");
+    Statement& insert = prepared(
+            "INSERT INTO reports (identity, path, entry, build, takenAt, report) "
+            "VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT (identity) DO NOTHING");
     insert.bind(1, outcome.identity).bind(2, outcome.path).bind(3, outcome.entry);
     insert.bind(4, outcome.build).bind(5, outcome.takenAt).bind(6, outcome.report);
     insert.step();
     if (sqlite3_changes(mDb) == 0) {
-        Statement query(mDb, "SELECT id FROM reports WHERE identity = ?");
+        Statement& query = prepared("SELECT id FROM reports WHERE identity = ?");
         query.bind(1, outcome.identity);
         if (!query.step()) throw StoreError("a report the store refused to keep twice is gone");
         int64_t id = query.integer(0);
@@ -301,8 +309,8 @@ int64_t Store::insertReport(const Outcome& outcome) {
         return id;
     }
     int64_t id = sqlite3_last_insert_rowid(mDb);
-    Statement stream(
-            mDb, "INSERT INTO streams VALUES (?, ?, " + placeholders(streamColumns().size()) + ")");
+    Statement& stream = prepared("INSERT INTO streams VALUES (?, ?, " +
+                                 placeholders(streamColumns().size()) + ")");
     for (size_t ordinal = 0; ordinal < outcome.streams.size(); ++ordinal) {
         stream.bind(1, id).bind(2, static_cast<int64_t>(ordinal));
         bindStream(stream, outcome, outcome.streams[ordinal]);
@@ -311,9 +319,9 @@ int64_t Store::insertReport(const Outcome& outcome) {
     return id;
 }
 
-Outcome Store::loadReport(int64_t report) {
-    const std::vector<std::string> columns = readColumns(StreamDetails::kWhole);
-    Statement query(mDb, reportsQuery(columns, "WHERE r.id = ?"));
+Outcome Store::loadReport(int64_t report, StreamDetails details) {
+    const std::vector<std::string> columns = readColumns(details);
+    Statement& query = prepared(reportsQuery(columns, "WHERE r.id = ?"));
     query.bind(1, report);
     std::optional<Outcome> found;
     takeReports(query, columns, [&](Outcome&& outcome) { found = std::move(outcome); });
@@ -330,7 +338,7 @@ void Store::forEachReport(const std::function<void(Outcome&&)>& take, StreamDeta
 
 void Store::readDetails(Outcome& outcome) {
     const std::vector<std::string> columns = readColumns(StreamDetails::kWhole);
-    Statement query(mDb, reportsQuery(columns, "WHERE r.identity = ?"));
+    Statement& query = prepared(reportsQuery(columns, "WHERE r.identity = ?"));
     query.bind(1, outcome.identity);
     std::optional<Outcome> whole;
     takeReports(query, columns, [&](Outcome&& found) { whole = std::move(found); });

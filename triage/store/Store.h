@@ -7,8 +7,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -46,7 +48,7 @@ public:
     bool knows(const InputStamp& input);
     // The outcome of an input read before, as its own reading would have
     // given it (without a recording's history, which is not kept).
-    Outcome find(const InputStamp& input);
+    Outcome find(const InputStamp& input, StreamDetails details);
     // Kept with the next batch. Of standard input only the report is kept;
     // of an input refused before a dump was read from it, nothing, so that
     // the next run tries it again.
@@ -65,9 +67,13 @@ private:
     // Each within the batch's transaction.
     void addOne(const std::optional<InputStamp>& input, const Outcome& outcome);
     int64_t insertReport(const Outcome& outcome);
-    Outcome loadReport(int64_t report);
+    Outcome loadReport(int64_t report, StreamDetails details);
+    // Prepared once: a night's run asks the same few things thousands of
+    // times, and preparing cost more than the asking.
+    Statement& prepared(const std::string& sql);
 
     sqlite3* mDb = nullptr;
+    std::unordered_map<std::string, std::unique_ptr<Statement>> mStatements;
     std::vector<std::pair<std::optional<InputStamp>, Outcome>> mPending;
 };
 

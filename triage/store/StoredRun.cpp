@@ -5,7 +5,8 @@
 namespace triage {
 
 void triageWithStore(Store& store, const std::vector<std::string>& inputs, unsigned jobs,
-                     bool withHistory, const std::function<void(Outcome&&)>& take) {
+                     bool withHistory, StreamDetails details,
+                     const std::function<void(Outcome&&)>& take) {
     // Stamped before reading: a file changed while being read is read again
     // by the next run, never kept as what it no longer is.
     std::vector<std::optional<InputStamp>> stamps;
@@ -35,7 +36,7 @@ void triageWithStore(Store& store, const std::vector<std::string>& inputs, unsig
     auto takeKnownBefore = [&](size_t end) {
         for (; next < end; ++next) {
             Outcome outcome;
-            if (!withStore([&] { outcome = store.find(*stamps[next]); })) {
+            if (!withStore([&] { outcome = store.find(*stamps[next], details); })) {
                 outcome = triageInput(inputs[next], withHistory);
             }
             take(std::move(outcome));

@@ -12,9 +12,10 @@
 namespace triage {
 
 // As triageInputs(), with every input the store knows (same path, size and
-// modification time) taken from it unopened; every new outcome is added
-// to the store before this returns.
+// modification time) taken from it unopened, its streams with `details`;
+// every new outcome is added to the store before this returns.
 void triageWithStore(Store& store, const std::vector<std::string>& inputs, unsigned jobs,
-                     bool withHistory, const std::function<void(Outcome&&)>& take);
+                     bool withHistory, StreamDetails details,
+                     const std::function<void(Outcome&&)>& take);
 
 }  // namespace triage
