@@ -755,8 +755,16 @@ TEST_F(TriageStoreTest, NeverLosesNorDoublesAReportAndTouchesNoOtherFile) {
     cases.push_back({"another program's database", "true", "CREATE TABLE t (x)", "",
                      "not a c2info-triage store"});
     cases.push_back({"a newer store", triage("--db DB in/1000.txt >/dev/null"),
-                     "PRAGMA user_version = 2", "",
-                     "a store of a newer c2info-triage (schema 2, this one reads up to 1)"});
+                     "PRAGMA user_version = 3", "",
+                     "a store of a newer c2info-triage (schema 3, this one reads up to 2)"});
+    // Version 1 kept the streams without rowids; a run brings it up to date.
+    cases.push_back({"a store of version 1", triage("--db DB in >/dev/null"),
+                     "ALTER TABLE streams RENAME TO newer; CREATE TABLE streams (report, ordinal, "
+                     "stream, component, inputSource, tunnel, finding, owner, complete, "
+                     "recordTime, module, lines, counters, change, PRIMARY KEY (report, ordinal)) "
+                     "WITHOUT ROWID; INSERT INTO streams SELECT * FROM newer; DROP TABLE newer; "
+                     "PRAGMA user_version = 1",
+                     nullptr, nullptr});
     for (size_t i = 0; i < cases.size(); ++i) {
         const Case& c = cases[i];
         SCOPED_TRACE(c.name);

@@ -25,7 +25,9 @@ int64_t single(sqlite3* db, const char* sql) {
 }
 
 void check(int64_t applicationId, int64_t version) {
-    if (applicationId != kApplicationId) throw StoreError("not a c2info-triage store");
+    if (applicationId != kApplicationId || version < 1) {
+        throw StoreError("not a c2info-triage store");
+    }
     if (version > kSchemaVersion) {
         throw StoreError("a store of a newer c2info-triage (schema " + std::to_string(version) +
                          ", this one reads up to " + std::to_string(kSchemaVersion) + ")");
@@ -51,12 +53,15 @@ void checkExisting(const std::string& path) {
           static_cast<int32_t>(bigEndian(header + 60)));
 }
 
-std::string createTables() {
-    std::string streams =
-            "CREATE TABLE streams (report INTEGER NOT NULL REFERENCES reports(id), "
-            "ordinal INTEGER NOT NULL";
+std::string createStreams(const char* name) {
+    std::string streams = std::string("CREATE TABLE ") + name +
+                          " (report INTEGER NOT NULL REFERENCES reports(id), "
+                          "ordinal INTEGER NOT NULL";
     for (const std::string& column : streamColumns()) streams += ", \"" + column + "\"";
-    streams += ", PRIMARY KEY (report, ordinal)) WITHOUT ROWID;";
+    return streams + ", UNIQUE (report, ordinal));";
+}
+
+std::string createTables() {
     return "PRAGMA application_id = " + std::to_string(kApplicationId) +
            "; PRAGMA user_version = " + std::to_string(kSchemaVersion) +
            "; CREATE TABLE reports (id INTEGER PRIMARY KEY, identity TEXT NOT NULL UNIQUE, "
@@ -66,7 +71,19 @@ std::string createTables() {
            "mtimeNs INTEGER NOT NULL, entry TEXT NOT NULL, "
            "report INTEGER REFERENCES reports(id), refusal TEXT, "
            "PRIMARY KEY (path, size, mtimeNs)) WITHOUT ROWID; " +
-           streams;
+           createStreams("streams");
+}
+
+// Version 1's streams, the same columns without rowids, copied over.
+void upgrade(sqlite3* db, int64_t version) {
+    if (version == 1) {
+        execute(db,
+                ("ALTER TABLE streams RENAME TO streamsOfVersion1; " + createStreams("streams") +
+                 " INSERT INTO streams SELECT * FROM streamsOfVersion1;"
+                 " DROP TABLE streamsOfVersion1;")
+                        .c_str());
+    }
+    execute(db, ("PRAGMA user_version = " + std::to_string(kSchemaVersion)).c_str());
 }
 
 }  // namespace
@@ -109,7 +126,9 @@ sqlite3* openStore(const std::string& path) {
         if (applicationId == 0 && single(db, "SELECT count(*) FROM sqlite_master") == 0) {
             execute(db, createTables().c_str());
         } else {
-            check(applicationId, single(db, "PRAGMA user_version"));
+            int64_t version = single(db, "PRAGMA user_version");
+            check(applicationId, version);
+            if (version < kSchemaVersion) upgrade(db, version);
         }
         execute(db, "COMMIT");
         execute(db, "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");

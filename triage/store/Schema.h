@@ -13,9 +13,12 @@ namespace triage {
 // "c2iT", in the header's application id.
 constexpr int32_t kApplicationId = 0x63326954;
 // The version in the header's user_version; a store of a later one is
-// refused rather than written in a shape its writer did not make. The
-// streams table has a column per row column: a new one is a new version.
-constexpr int32_t kSchemaVersion = 1;
+// refused rather than written in a shape its writer did not make, one of
+// an earlier one brought up to this one as it is opened. The streams
+// table has a column per row column: a new one is a new version.
+// Version 2 keeps the streams in a table with rowids, where version 1's
+// clustered rows of a kilobyte each spilled into a page of their own.
+constexpr int32_t kSchemaVersion = 2;
 
 // The store at `path`, opened to read and write, with its tables made when
 // the file was absent or empty; throws a StoreError, with the file
