@@ -3,7 +3,8 @@
 # hot paths beside their floors, detiling a 4K frame beside memcpy, then
 # c2info-triage over 200 bugreports of about 20 MB beside reading their
 # entries with libzip alone, then its page beside --json, the page's size
-# and its time to be drawn in a browser. Arguments go to every program (for
+# and its time to be drawn in a browser, then --follow, then the nightly
+# release check on a month's store. Arguments go to every program (for
 # example --benchmark_filter=Post).
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -79,3 +80,32 @@ for input in "$fleet" "$session"; do
 done
 cmake --build build/release --target follow_benchmark
 build/release/bench/follow_benchmark "$@"
+
+# The nightly release check at a month's scale: a store of 100,000
+# bugreports of four builds over a month (bench/fleet/month.json, made by
+# make-fleet.py: about 400 MB of zips and a store of about 330 MB), and the
+# next night's 2,000 of a fifth build. Adding the night beside --csv on it
+# alone, the night a second time, --by-build and the page of the month,
+# then the page's size and its time to be drawn in headless Chromium.
+cmake --build build/release --target store_benchmark
+triage=build/release/triage/c2info-triage
+month=build/release/month
+night=build/release/next-night
+for fleet in "$month" "$night"; do
+    if [ ! -e "$fleet.made" ]; then
+        rm -rf "$fleet"
+        scripts/make-fleet.py --sim build/release/sim/c2info-sim \
+            "bench/fleet/$(basename "$fleet").json" "$fleet"
+        touch "$fleet.made"
+    fi
+done
+if [ ! -e "$month.db" ]; then
+    "$triage" --db "$month.db.new" "$month" > /dev/null
+    mv "$month.db.new" "$month.db"
+fi
+build/release/bench/store_benchmark "$triage" "$month.db" "$night" build/release/store-scratch "$@"
+page=build/release/store-scratch/month.html
+[ -e "$page" ] || exit 0
+ready=$(chromium-headless-shell --headless --disable-gpu --no-sandbox --dump-dom \
+    "file://$PWD/$page" 2> /dev/null | grep -o 'data-ready="[0-9.]*"' | grep -o '[0-9.]*')
+echo "$page: $(stat -c %s "$page") bytes, drawn in ${ready:-?} ms"
