@@ -122,7 +122,7 @@ def follow_pipe(work, session):
 def live_view(work, session, colours):
     """The view in a terminal of 120 x 40, then q; with NO_COLOR set unless colours."""
     (work / "session.txt").write_text(session)
-    server = ["tmux", "-f", "/dev/null", "-L", f"c2info-follow-{os.getpid()}-{colours}"]
+    server = tmux_server(f"follow-{colours}")
     (work / "after").unlink(missing_ok=True)
     command = (f"cd {work} && stty -g > before && {'' if colours else 'NO_COLOR=1 '}"
                f"LANG=C.UTF-8 {TRIAGE} --follow session.txt; stty -g > after; echo left; sleep 60")
@@ -162,6 +162,38 @@ def live_view(work, session, colours):
         subprocess.run(server + ["kill-server"], capture_output=True)
 
 
+def tmux_server(name):
+    return ["tmux", "-f", "/dev/null", "-L", f"c2info-{name}-{os.getpid()}"]
+
+
+def progress_line(work, session):
+    """Drawn in place while the inputs are read, gone when the run ends."""
+    many = work / "many"
+    many.mkdir()
+    (work / "one.txt").write_text(session)
+    for i in range(3000):
+        os.link(work / "one.txt", many / f"{i:04d}.txt")
+    quiet = subprocess.run([TRIAGE, "--jobs", "1", str(many)], stdout=subprocess.DEVNULL,
+                           stderr=subprocess.PIPE, text=True, timeout=120)
+    check(quiet.returncode == 0 and quiet.stderr == "", f"progress on a file: {quiet.stderr!r}")
+    server = tmux_server("progress")
+    command = f"{TRIAGE} --jobs 1 {many} > /dev/null; echo ended; sleep 60"
+    subprocess.run(server + ["new-session", "-d", "-x", "120", "-y", "10", command], check=True)
+    try:
+        drawn = set()
+        screen = ""
+        deadline = time.monotonic() + 60
+        while "ended" not in screen and time.monotonic() < deadline:
+            screen = subprocess.run(server + ["capture-pane", "-p"], capture_output=True,
+                                    text=True).stdout
+            drawn |= set(re.findall(r"^\d+ of 3000, \d+/s, \d+:\d\d left$", screen, re.M))
+            time.sleep(0.05)
+        check(drawn, f"no progress line was seen:\n{screen}")
+        check(screen.splitlines()[0] == "ended", f"the progress line stayed:\n{screen}")
+    finally:
+        subprocess.run(server + ["kill-server"], capture_output=True)
+
+
 def main():
     with tempfile.TemporaryDirectory() as directory:
         work = Path(directory)
@@ -169,6 +201,7 @@ def main():
         follow_pipe(work, session)
         live_view(work, session, colours=True)
         live_view(work, session, colours=False)
+        progress_line(work, session)
     print(f"{0 if failures else 1} passed, {len(failures)} failed")
     return 1 if failures else 0
 
