@@ -234,8 +234,8 @@ bool Store::knows(const InputStamp& input) {
 
 Outcome Store::find(const InputStamp& input, StreamDetails details) {
     Statement& query = prepared(
-            "SELECT entry, report, refusal FROM inputs WHERE path = ? AND size = ? AND mtimeNs = "
-            "?");
+            "SELECT entry, report, refusal FROM inputs "
+            "WHERE path = ? AND size = ? AND mtimeNs = ?");
     query.bind(1, input.path).bind(2, input.size).bind(3, input.mtimeNs);
     if (!query.step()) throw StoreError("an input the store knew is gone from it: " + input.path);
     std::string entry = query.text(0);
@@ -299,15 +299,7 @@ int64_t Store::insertReport(const Outcome& outcome) {
     insert.bind(1, outcome.identity).bind(2, outcome.path).bind(3, outcome.entry);
     insert.bind(4, outcome.build).bind(5, outcome.takenAt).bind(6, outcome.report);
     insert.step();
-    if (sqlite3_changes(mDb) == 0) {
-        Statement& query = prepared("SELECT id FROM reports WHERE identity = ?");
-        query.bind(1, outcome.identity);
-        if (!query.step()) throw StoreError("a report the store refused to keep twice is gone");
-        int64_t id = query.integer(0);
-        while (query.step()) {
-        }
-        return id;
-    }
+    if (sqlite3_changes(mDb) == 0) return reportId(outcome.identity);
     int64_t id = sqlite3_last_insert_rowid(mDb);
     Statement& stream = prepared("INSERT INTO streams VALUES (?, ?, " +
                                  placeholders(streamColumns().size()) + ")");
@@ -336,16 +328,22 @@ void Store::forEachReport(const std::function<void(Outcome&&)>& take, StreamDeta
     takeReports(query, columns, take);
 }
 
-void Store::readDetails(Outcome& outcome) {
-    const std::vector<std::string> columns = readColumns(StreamDetails::kWhole);
-    Statement& query = prepared(reportsQuery(columns, "WHERE r.identity = ?"));
-    query.bind(1, outcome.identity);
-    std::optional<Outcome> whole;
-    takeReports(query, columns, [&](Outcome&& found) { whole = std::move(found); });
-    if (!whole || whole->streams.size() != outcome.streams.size()) {
-        throw StoreError("a report the store gave is gone from it");
+int64_t Store::reportId(const std::string& identity) {
+    Statement& query = prepared("SELECT id FROM reports WHERE identity = ?");
+    query.bind(1, identity);
+    if (!query.step()) throw StoreError("a report the store held is gone from it");
+    int64_t id = query.integer(0);
+    while (query.step()) {
     }
-    outcome.streams = std::move(whole->streams);
+    return id;
+}
+
+void Store::readDetails(Outcome& outcome) {
+    Outcome whole = loadReport(reportId(outcome.identity), StreamDetails::kWhole);
+    if (whole.streams.size() != outcome.streams.size()) {
+        throw StoreError("a report the store held has changed in it");
+    }
+    outcome.streams = std::move(whole.streams);
 }
 
 std::vector<FleetReport> Store::fleetReports() {

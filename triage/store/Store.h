@@ -68,6 +68,7 @@ private:
     void addOne(const std::optional<InputStamp>& input, const Outcome& outcome);
     int64_t insertReport(const Outcome& outcome);
     Outcome loadReport(int64_t report, StreamDetails details);
+    int64_t reportId(const std::string& identity);
     // Prepared once: a night's run asks the same few things thousands of
     // times, and preparing cost more than the asking.
     Statement& prepared(const std::string& sql);
