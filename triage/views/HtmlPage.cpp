@@ -201,15 +201,9 @@ void HtmlPage::add(const Outcome& outcome) {
         mLeftOutStreams += outcome.streams.size();
         return;
     }
-    held.outcome = {outcome.path,
-                    outcome.entry,
-                    outcome.build,
-                    outcome.takenAt,
-                    outcome.identity,
-                    outcome.error,
-                    {},
-                    outcome.streams,
-                    {}};
+    held.outcome = outcome;
+    held.outcome.report.clear();
+    held.outcome.history = {};
     for (const StreamHistory& stream : outcome.history.streams) {
         mHistories.emplace_back(held.order, historyOf(stream));
     }
